@@ -1,0 +1,26 @@
+// Machine definitions compiled into the program, selectable by name.
+#ifndef K5X_CLI_EMBEDDED_MACHINES_H
+#define K5X_CLI_EMBEDDED_MACHINES_H
+
+#include <string>
+
+namespace k5x_cli {
+
+struct EmbeddedMachine {
+  const char* name;         // as given on the command line
+  const char* description;  // one line for --help
+  const char* text;         // the machine definition file
+};
+
+// All embedded machines; the first is the default.
+const EmbeddedMachine* embedded_machines(int* count);
+// The machine of that name (case-sensitive), or null.
+const EmbeddedMachine* find_embedded_machine(const std::string& name);
+
+// Loads an embedded machine by name, or else a machine file by path, through k5x_machine_def.
+// Empty spec: the default machine. Returns the load code; *label gets what was loaded.
+int load_machine_spec(const std::string& spec, std::string* label);
+
+}  // namespace k5x_cli
+
+#endif  // K5X_CLI_EMBEDDED_MACHINES_H

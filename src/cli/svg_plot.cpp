@@ -1,0 +1,1 @@
+// SVG plot of the axis values along a toolpath.

@@ -1,0 +1,16 @@
+// Orientation solver (tool direction to rotary angles) and the rotary value laws.
+#ifndef K5X_GEOMETRY_SOLVER_H
+#define K5X_GEOMETRY_SOLVER_H
+
+#include "machine/machine_model.h"
+
+namespace k5x {
+
+// 0 solved and in travel; 1 no machine, zero direction or unreachable; else a travel code.
+int ijk2abc(State& st, const double ijk[3], const double prev[3], double out[3]);
+double axe_val(const State& st, int axis, double from, double to, int* sign);
+void abc2abc_loi(const State& st, const double from[3], const double to[3], double out[3]);
+
+}  // namespace k5x
+
+#endif  // K5X_GEOMETRY_SOLVER_H

@@ -1,0 +1,31 @@
+// Point and frame transforms between workpiece, tool and machine coordinates; subdivision of a
+// move; workpiece placement.
+#ifndef K5X_GEOMETRY_TRANSFORMS_H
+#define K5X_GEOMETRY_TRANSFORMS_H
+
+#include "machine/machine_model.h"
+
+namespace k5x {
+
+int xyz2pts(State& st, const double xyz[3], const double abc[3], double out[3]);
+int xyz2ijk(State& st, const double xyz[3], const double abc[3], double out[3]);
+int pts2xyz(State& st, const double p[3], const double abc[3], double xyz[3]);
+int m2l(State& st, const double m[6], double l[6]);
+int l2m(State& st, const double l[6], double m[6]);
+int machine2tool(State& st, const double m[6], double out[6]);
+int xyzabc(State& st, const double s[6], const double e[6], int* n, double** table);
+int set_piece(State& st, const double t[16]);
+int toolchanger_position(const State& st, double out[6]);
+double* initial_position(State& st);
+
+// Makes the shared interpolation table hold at least n rows (it never shrinks). Returns the
+// buffer, or null after an allocation failure (capacity then 0).
+double* table_reserve(State& st, int n);
+// RTCP rebuild of a blended row: sets the rotary entries of the tool-side run (and, with rtcp 1,
+// the workpiece-side run) of l back to l0's, converts l to machine values and replaces row's X, Y,
+// Z with the linear values that put the tool at those points with row's rotary values.
+void chain_substitution(State& st, const double l0[6], double l[6], double row[6]);
+
+}  // namespace k5x
+
+#endif  // K5X_GEOMETRY_TRANSFORMS_H

@@ -1,0 +1,28 @@
+// Reader of the machine definition file.
+#ifndef K5X_MACHINE_LOADER_H
+#define K5X_MACHINE_LOADER_H
+
+#include <cstddef>
+
+#include "machine/machine_model.h"
+
+namespace k5x {
+
+// Load codes: 0 loaded, 1 cannot open, 2..16 as documented in k5x.h; 17 a number field longer
+// than 255 characters (the line is rejected and reading stops).
+int machine_def(State& st, const char* path);
+// Releases the interpolation table; the machine stays.
+void machine_free(State& st);
+
+// Tokenizer. Copies the next field from line[*pos] into out (at most out_size - 1 characters,
+// terminated), removing space, CR and LF, stopping at "," or, when stop_at_equals, at "=";
+// consumes the delimiter. Returns the field's length, 0 at the end of the line.
+std::size_t next_field(const char* line, std::size_t* pos, char* out, std::size_t out_size,
+                       bool stop_at_equals);
+// Number reader: "," is the only delimiter. Empty field: *out = 0.0 and 0; otherwise "%lf"
+// (unreadable text gives 0.0) and 1. A field longer than 255 characters gives -1.
+int next_number(const char* line, std::size_t* pos, double* out);
+
+}  // namespace k5x
+
+#endif  // K5X_MACHINE_LOADER_H

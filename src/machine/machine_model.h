@@ -1,0 +1,163 @@
+// The machine model: records of the kinematic tree, the machine and its settings, and the one
+// state object that every internal function takes explicitly. Nothing here is global; the
+// exported C functions bind one process-wide State (src/api/c_api.cpp).
+#ifndef K5X_MACHINE_MACHINE_MODEL_H
+#define K5X_MACHINE_MACHINE_MODEL_H
+
+#include <cstdint>
+#include <string>
+
+namespace k5x {
+
+constexpr int kMaxRecords = 9;
+constexpr int kMaxLinks = 2;
+constexpr int kMaxRotary = 6;
+constexpr int kNameSize = 512;  // 511 characters plus terminator
+
+// Axis identifiers at the interface; identifier - 1 indexes the per-letter arrays.
+constexpr int kIdTool = -2;       // "AXE_OUTIL"
+constexpr int kIdWorkpiece = -1;  // "AXE_PIECE"
+constexpr int kIdFrame = 0;       // "AXE_BATI"
+constexpr int kIdX = 1, kIdY = 2, kIdZ = 3, kIdA = 4, kIdB = 5, kIdC = 6;
+constexpr int kIdUnknown = -5;
+
+// Record kinds, as set by the keyword that created the record.
+constexpr int kKindFrame = 0;
+constexpr int kKindWorkpiece = -1;
+constexpr int kKindTool = -2;
+constexpr int kKindRotary = -3;
+constexpr int kKindLinear = -4;
+
+constexpr int kNone = -1;  // "no record" for every record reference below
+
+// Degrees to radians; the value every angle conversion of the library uses.
+constexpr double kPi = 3.141592653589793;
+constexpr double kDegToRad = 0.017453292519943295;
+
+struct Link {
+  int ilien;               // child record index
+  double translation[3];   // child's point minus parent's point
+  double rotation[9];      // child's orientation relative to the parent, row-major
+};
+
+struct AxisRecord {
+  int kind;
+  int axis;                // letter index 0..5 for axes, -1 otherwise
+  int sens;
+  int loi;
+  int color[3];
+  double factor;
+  double offset;
+  double direction[3];
+  double direction2[3];
+  double frame[9];         // columns: current local X, Y, Z in machine coordinates
+  double origin[3];
+  double point[3];
+  int nlien;
+  Link liens[kMaxLinks];
+  int previous;            // parent index, -1 for none
+  int collision[9];        // X, Y, Z, A, B, C, frame, workpiece, tool
+  char nom[kNameSize];
+  int fixe;
+  double increment;        // indexing step in degrees, -1.0 = continuous
+};
+
+// Everything a load resets (and the records it rebuilds).
+struct Machine {
+  char name[kNameSize];
+  std::string definition_path;
+  int record_count;
+  AxisRecord records[kMaxRecords];
+  int rotary_count;
+  int mode;
+  int rtcp;
+  double tolerance;
+  int letter[6];           // record index bound to X..C, or kNone
+  int tool, workpiece, frame;
+  int tool_head, table_head;
+  int rotary[kMaxRotary];  // workpiece side nearest first, then tool side from the head down
+  double travel_max[6];
+  double travel_min[6];
+  double travel_tol;
+  double outil;            // tool length
+  double initial_position[3];
+  double toolchange[6];
+  int toolchange_flag;
+  AxisRecord saved_workpiece;
+  Link saved_link;         // the parent's link to the workpiece, as loaded
+  int increment_behaviour;
+  double deviation_max;    // running maximum increment deviation
+  uint32_t last_checksum;
+};
+
+// Context store: private copies of the caller's texts and an origin.
+struct Context {
+  char* context = nullptr;
+  char* machine = nullptr;
+  char* machine_data = nullptr;
+  char* position = nullptr;
+  double origin[3] = {0.0, 0.0, 0.0};
+};
+
+// The number of raw solutions the enumeration can produce: 12 seeds per axis, three modes.
+constexpr int kMaxSolutions = 5184;
+
+// Fixed working lists of the enumeration; kept in the state, not on the stack (about 330 KB).
+struct EnumerationWork {
+  double raw[kMaxSolutions][3];
+  double kept[kMaxSolutions][3];
+  int flags[kMaxSolutions];
+  double filtered[kMaxSolutions][3];
+  int filtered_flags[kMaxSolutions];
+};
+
+struct State {
+  State();
+  ~State();
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+
+  Machine machine;
+
+  // Settings that no load resets.
+  double eps = 1e-06;
+  char silent = 0;
+  double increment_tolerance = 0.005;
+
+  // Results of the last orientation solve.
+  double sol1[3] = {0.0, 0.0, 0.0};
+  double sol2[3] = {0.0, 0.0, 0.0};
+
+  // Interpolation table shared by the subdivision and the interpolation table (rows of six).
+  double* table = nullptr;
+  int table_capacity = 0;  // rows
+
+  // Result store of the solution enumeration.
+  double* solutions = nullptr;
+  int* solution_flags = nullptr;
+  int solutions_capacity = 0;
+  int flags_capacity = 0;
+  EnumerationWork* enum_work = nullptr;  // allocated on first use
+
+  Context ctx;
+};
+
+// Model operations.
+void record_init(AxisRecord& r);
+void machine_reset(State& st);
+// Appends a fresh record linked below parent: index, -1 when full, -2 when parent has two children.
+int record_new(State& st, int parent);
+// Record index for an identifier (-2 tool, -1 workpiece, 0 frame, 1..6 letters), kNone if absent.
+int record_index_by_id(const State& st, int id);
+AxisRecord* record_by_id(State& st, int id);
+const AxisRecord* record_by_id(const State& st, int id);
+int axis_id_by_name(const char* text);
+// Machine name, or null when empty.
+const char* name_machine(const State& st);
+// Setters that validate like the file keywords.
+void set_mode(State& st, int mode);
+void set_rtcp(State& st, int rtcp);
+
+}  // namespace k5x
+
+#endif  // K5X_MACHINE_MACHINE_MODEL_H

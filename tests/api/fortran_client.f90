@@ -1,0 +1,4 @@
+program fortran_client
+  use k5x
+  implicit none
+end program fortran_client
