@@ -76,9 +76,8 @@ void machine_reset(State& st) {
   m.tool_head = m.table_head = kNone;
   m.record_count = 0;
   m.rotary_count = 0;
-  // The table is only forgotten here; releasing it is machine_free's task.
-  st.table = nullptr;
-  st.table_capacity = 0;
+  // The interpolation table is kept: a caller may still hold rows of it, and only
+  // machine_free releases it. Forgetting the pointer here would leak the buffer.
   m.name[0] = '\0';
   vzero(m.initial_position, 3);
   m.increment_behaviour = 0;
@@ -92,7 +91,8 @@ int record_new(State& st, int parent) {
   const int index = m.record_count++;
   AxisRecord& r = m.records[index];
   record_init(r);
-  if (parent < 0) return index;
+  // A parent must be an earlier record; anything else leaves the record unlinked.
+  if (parent < 0 || parent >= index) return index;
   r.previous = parent;
   AxisRecord& p = m.records[parent];
   if (p.nlien >= kMaxLinks) return -2;
