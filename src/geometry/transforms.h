@@ -25,6 +25,10 @@ double* table_reserve(State& st, int n);
 // the workpiece-side run) of l back to l0's, converts l to machine values and replaces row's X, Y,
 // Z with the linear values that put the tool at those points with row's rotary values.
 void chain_substitution(State& st, const double l0[6], double l[6], double row[6]);
+// Writes the n rows from one step past s to e (row i-1 at i/n of the way), rebuilding the linear
+// values with the chain substitution while rtcp is on, and tests each row's travel. Returns code
+// if it is non-zero, else the first non-zero travel code of the rows, else 0.
+int table_fill(State& st, const double s[6], const double e[6], int n, double* rows, int code);
 
 }  // namespace k5x
 
