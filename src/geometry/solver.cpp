@@ -1,9 +1,255 @@
 #include "geometry/solver.h"
 
+#include <cmath>
+#include <cstdio>
+
+#include "geometry/kernel.h"
+#include "geometry/travel.h"
+#include "motion/increments.h"
+
 namespace k5x {
 
-int ijk2abc(State& st, const double ijk[3], const double prev[3], double out[3]) { return {};}
-double axe_val(const State& st, int axis, double from, double to, int* sign) { return {};}
-void abc2abc_loi(const State& st, const double from[3], const double to[3], double out[3]) {}
+namespace {
+
+constexpr double kRadToDeg = 180.0 / kPi;
+
+// Beyond this many turns the step loops below would take too long (or, at magnitudes where
+// adding 360 no longer changes the value, never end); such inputs are first brought near by a
+// whole number of turns. Ordinary angles never reach it, so their results stay those of the
+// plain loops.
+constexpr double kFarTurns = 64.0 * 360.0;
+constexpr int kMaxSteps = 256;
+
+double near_turn(double value, double ref) {
+  const double d = value - ref;
+  if (std::fabs(d) > kFarTurns && std::isfinite(d)) value -= 360.0 * std::nearbyint(d / 360.0);
+  return value;
+}
+
+// Second free axis: a difference of exactly +-180 stays where it is.
+double wrap_strict(double value, double ref) {
+  value = near_turn(value, ref);
+  for (int i = 0; i < kMaxSteps && value - ref > 180.0; ++i) value -= 360.0;
+  for (int i = 0; i < kMaxSteps && value - ref < -180.0; ++i) value += 360.0;
+  return value;
+}
+
+// First free axis: equality moves too, so exactly -180 ends at +180.
+double wrap_loose(double value, double ref) {
+  value = near_turn(value, ref);
+  for (int i = 0; i < kMaxSteps && value - ref >= 180.0; ++i) value -= 360.0;
+  for (int i = 0; i < kMaxSteps && value - ref <= -180.0; ++i) value += 360.0;
+  return value;
+}
+
+// Angle index (0..2 for A..C) of a listed rotary axis, or -1 when it cannot take part.
+int angle_index(const Machine& m, int list_pos) {
+  const int r = m.rotary[list_pos];
+  if (r < 0 || r >= m.record_count) return -1;
+  const AxisRecord& rec = m.records[r];
+  if (rec.kind != kKindRotary || rec.axis < 3 || rec.axis > 5) return -1;
+  return rec.axis - 3;
+}
+
+double largest_change(const double sol[3], const double prev[3]) {
+  double e = 0.0;
+  for (int i = 0; i < 3; ++i) e = std::fmax(e, std::fabs(sol[i] - prev[i]));
+  return e;
+}
+
+// F1's angle for one candidate: turns u about d1 towards T and returns the wrapped angle.
+double solve_first_axis(const double d1[3], const double t[3], double prev_f1, double u[3],
+                        double eps) {
+  double w[3];
+  vreject(d1, u, w);
+  if (vnormalize(w, eps) != 0) return prev_f1;  // tool along d1: the axis cannot help
+  double v[3];
+  vcross(d1, w, v);
+  const double gamma = atan2_eps(vdot(t, v), vdot(t, w), eps);
+  rotate_vector(d1, gamma, u, eps);
+  return wrap_loose(gamma * kRadToDeg, prev_f1);
+}
+
+}  // namespace
+
+int ijk2abc(State& st, const double ijk[3], const double prev_in[3], double out[3]) {
+  const Machine& m = st.machine;
+  const double eps = st.eps;
+  if (m.record_count <= 0) {
+    std::fputs("k5x_ijk2abc, uninitialised/empty machine, exit(1)\n", stdout);
+    std::fflush(stdout);
+    return 1;
+  }
+  // Local copies: callers (the increment search among them) pass the same array as prev and out.
+  const double wanted[3] = {ijk[0], ijk[1], ijk[2]};
+  const double prev[3] = {prev_in[0], prev_in[1], prev_in[2]};
+  double t[3] = {wanted[0], wanted[1], wanted[2]};
+  if (vnormalize(t, eps) != 0) return 1;
+  // A failed load can leave records without a tool; nothing can be solved then.
+  if (m.tool < 0 || m.tool >= m.record_count) return 1;
+
+  double* sol1 = st.sol1;
+  double* sol2 = st.sol2;
+  vcopy(prev, sol1);
+  vcopy(prev, sol2);
+
+  const int count = m.rotary_count < 0 ? 0 : (m.rotary_count > kMaxRotary ? kMaxRotary : m.rotary_count);
+
+  // Working copy of the fixed flags; with three free axes the ones nearest the workpiece are held.
+  int fixed[kMaxRotary];
+  int free_count = 0;
+  for (int i = 0; i < count; ++i) {
+    fixed[i] = angle_index(m, i) < 0 ? 1 : (m.records[m.rotary[i]].fixe != 0);
+    if (!fixed[i]) ++free_count;
+  }
+  for (int i = 0; i < count && free_count >= 3; ++i) {
+    if (!fixed[i]) {
+      fixed[i] = 1;
+      --free_count;
+    }
+  }
+
+  // R gathers the fixed axes' rotations only; the free axes are solved at their rest geometry.
+  double rot[9];
+  m3identity(rot);
+  double d1[3] = {0.0, 0.0, 0.0}, d2[3] = {0.0, 0.0, 0.0};
+  int f1 = -1, f2 = -1;          // angle indices of the free axes
+  const AxisRecord* f2rec = nullptr;
+  int k = 0;
+  for (int i = 0; i < count && k < 3; ++i) {
+    const int idx = angle_index(m, i);
+    if (idx < 0) continue;
+    const AxisRecord& rec = m.records[m.rotary[i]];
+    if (fixed[i]) {
+      double d[3];
+      m3apply(rot, rec.direction, d);
+      rotate_frame(d, prev[idx] * kDegToRad, rot, eps);
+    } else if (k == 0) {
+      m3apply(rot, rec.direction, d1);
+      f1 = idx;
+      k = 1;
+    } else if (k == 1) {
+      m3apply(rot, rec.direction, d2);
+      f2 = idx;
+      f2rec = &rec;
+      k = 2;
+    } else {
+      k = 3;
+    }
+  }
+
+  double u[3], u2[3];
+  m3apply(rot, m.records[m.tool].direction, u);
+  vcopy(u, u2);
+
+  if (k >= 2) {
+    // F2 first: turn about d2 until the tool makes with d1 the angle that T makes with it.
+    double n[3];
+    vcross(d2, d1, n);
+    const double s = vnorm(n);
+    vnormalize(n, eps);
+    double p[3];
+    vscale(d2, vdot(u, d2), p);
+    const double r = vdistance(u, p);
+    if (r * s > eps) {
+      const double alpha = acos_clamped((vdot(d1, t) - vdot(d1, p)) / (r * s)) * kRadToDeg;
+      const double sigma = f2rec->sens < 0 ? -1.0 : 1.0;
+      sol1[f2] = sigma * alpha;
+      sol2[f2] = -sigma * alpha;
+      const double beta = acos_clamped((vdot(d1, u) - vdot(d1, p)) / (r * s)) * kRadToDeg;
+      if (vdot(u, n) < eps) {
+        sol1[f2] += beta;
+        sol2[f2] += beta;
+      } else {
+        sol1[f2] -= beta;
+        sol2[f2] -= beta;
+      }
+      sol1[f2] = wrap_strict(sol1[f2], prev[f2]);
+      sol2[f2] = wrap_strict(sol2[f2], prev[f2]);
+      if (std::fabs(sol1[f2] - prev[f2]) - eps > std::fabs(sol2[f2] - prev[f2])) {
+        const double tmp = sol1[f2];
+        sol1[f2] = sol2[f2];
+        sol2[f2] = tmp;
+      }
+    }
+    rotate_vector(d2, sol1[f2] * kDegToRad, u, eps);
+    rotate_vector(d2, sol2[f2] * kDegToRad, u2, eps);
+  }
+
+  if (k >= 1) {
+    sol1[f1] = solve_first_axis(d1, t, prev[f1], u, eps);
+    sol2[f1] = solve_first_axis(d1, t, prev[f1], u2, eps);
+  }
+
+  if (k >= 2 && m.mode != 2) {
+    double e1, e2;
+    if (m.mode == 1) {
+      e1 = std::fabs(sol1[f1] - prev[f1]);
+      e2 = std::fabs(sol2[f1] - prev[f1]);
+    } else {
+      e1 = largest_change(sol1, prev);
+      e2 = largest_change(sol2, prev);
+    }
+    if (e1 - eps > e2) {
+      for (int i = 0; i < 3; ++i) {
+        const double tmp = sol1[i];
+        sol1[i] = sol2[i];
+        sol2[i] = tmp;
+      }
+      vcopy(u2, u);
+    }
+  }
+
+  vcopy(sol1, out);
+  if (!(vdot(u, t) >= 1.0 - eps)) return 1;  // the machine cannot reach this direction
+
+  if (m.increment_behaviour > 0) {
+    const double unsnapped[3] = {out[0], out[1], out[2]};
+    double snapped[3] = {out[0], out[1], out[2]};
+    const double dev = increment_compute(st, unsnapped, wanted, snapped);
+    if (st.machine.increment_behaviour == 2 || std::fabs(dev) < st.increment_tolerance) {
+      vcopy(snapped, out);
+      if (!(st.machine.deviation_max > dev)) st.machine.deviation_max = dev;
+    }
+  }
+
+  int flags[3];
+  return testcoursesABC(st, out, flags);
+}
+
+double axe_val(const State& st, int axis, double from, double to, int* sign) {
+  int scratch = 0;
+  int& s = sign != nullptr ? *sign : scratch;
+  const AxisRecord* rec = record_by_id(st, axis);
+  const int law = rec != nullptr ? rec->loi : 0;
+  if (law != 1 && law != 2) {
+    s = 0;
+    return to;
+  }
+  double w = std::fabs(to) > kFarTurns ? std::fmod(to, 360.0) : to;
+  for (int i = 0; i < kMaxSteps; ++i) {
+    if (w >= 360.0)
+      w -= 360.0;
+    else if (w < 0.0)
+      w += 360.0;
+    else
+      break;
+  }
+  s = law == 2 || to - from >= 0.0 ? 1 : -1;
+  return std::fabs(w);
+}
+
+void abc2abc_loi(const State& st, const double from[3], const double to[3], double out[3]) {
+  const double f[3] = {from[0], from[1], from[2]};
+  const double t[3] = {to[0], to[1], to[2]};
+  vcopy(t, out);
+  for (int i = 0; i < 3; ++i) {
+    const int axis = kIdA + i;
+    if (record_by_id(st, axis) == nullptr) continue;
+    int sign = 0;
+    const double v = axe_val(st, axis, f[i], t[i], &sign);
+    if (sign != 0) out[i] = sign * v;
+  }
+}
 
 }  // namespace k5x
