@@ -1,4 +1,5 @@
-// Shared pieces of the k5x program: argument parsing helpers and load-code explanations.
+// Shared pieces of the k5x program: argument parsing helpers, load-code explanations and the
+// texts of the library's result codes.
 #ifndef K5X_CLI_CLI_COMMON_H
 #define K5X_CLI_CLI_COMMON_H
 
@@ -11,6 +12,49 @@ const char* load_code_text(int code);
 // Loads spec (embedded name, file, or the default when empty); on failure prints
 // "k5x: cannot load <label>: code N (explanation)" on stderr and returns false.
 bool load_or_report(const std::string& spec);
+
+// Strict number parsing: the whole text must be one finite number.
+bool parse_double(const char* text, double* out);
+bool parse_int(const char* text, int* out);
+
+// v, or 0 when it would print as -0.000000 with six decimals.
+double clean(double v);
+
+// True when argv holds --help or -h anywhere.
+bool wants_help(int argc, char** argv);
+
+// Reads the n numbers that follow the option at argv[*i] into out and advances *i past them.
+// Values may start with '-' (they are never taken for options). On error prints
+// "k5x CMD: OPTION needs N numbers" on stderr and returns false.
+bool take_numbers(const char* cmd, int argc, char** argv, int* i, int n, double* out);
+// The same for one integer.
+bool take_int(const char* cmd, int argc, char** argv, int* i, int* out);
+// The same for one text value.
+bool take_text(const char* cmd, int argc, char** argv, int* i, std::string* out);
+
+// Prints "k5x CMD: message" and "try 'k5x CMD --help'" on stderr; returns exit status 2.
+int usage_error(const char* cmd, const char* message);
+
+// "X" .. "C" for identifiers 1..6, "?" otherwise.
+const char* axis_letter(int id);
+// "AXE_OUTIL", "AXE_PIECE", "AXE_BATI", "AXE_X" .. "AXE_C"; "?" otherwise.
+const char* id_name(int id);
+// "frame", "workpiece", "tool", "rotary", "linear" for the record kinds.
+const char* kind_text(int kind);
+// Travel code (0, +-1..+-6, 9) as words: "within travel", "B above its travel", ...
+std::string travel_code_text(int code);
+// Result of k5x_ijk2abc as words.
+std::string solver_code_text(int code);
+// Result of k5x_ex_getabc_3r as words.
+std::string solver3r_code_text(int code);
+// Compact travel flags for a status word: "X+B-" from six flags (empty when all are 0).
+std::string travel_flags_text(const int flags[6]);
+
+// True when the loaded machine has the three rotary axes A, B and C (so that the three-rotary
+// solver applies).
+bool machine_has_three_rotary();
+// True when the loaded machine has an axis record for identifier id.
+bool machine_has_axis(int id);
 
 }  // namespace k5x_cli
 

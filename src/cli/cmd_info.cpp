@@ -1,5 +1,193 @@
+// k5x info: the loaded machine in readable form, built from the public axis queries only.
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "cli/cli_common.h"
 #include "cli/commands.h"
+#include "k5x.h"
 
 namespace k5x_cli {
-int cmd_info(int, char**) { return 1; }
+
+namespace {
+
+const char kInfoHelp[] =
+    "usage: k5x info [MACHINE]\n"
+    "\n"
+    "Loads MACHINE (a machine definition file or the name of an embedded machine; the\n"
+    "default embedded machine when omitted) and prints it: the machine name, the record\n"
+    "tree from the frame down (kind, letter, name, direction, point, colour, value law and\n"
+    "direction flag of rotary axes, increment, links, collision flags), the travel limits,\n"
+    "the settings and the checksums of modes 1 and 3.\n"
+    "\n"
+    "A record on the workpiece side of the frame moves the workpiece, not the tool: its\n"
+    "motion factor is negated.\n"
+    "\n"
+    "Exit status: 0 loaded and printed, 1 the machine cannot be loaded, 2 bad arguments.\n";
+
+// Identifiers -2..6 are the only names the query interface knows, so the tree is walked by
+// identifier; a record that lost its letter slot to a later one cannot be reached and is
+// reported by its parent's link name only.
+struct TreePrinter {
+  bool shown[9] = {};
+  bool workpiece_side[9] = {};
+
+  static int slot(int id) { return id + 2; }
+
+  // Marks the records on the path from the workpiece up to the frame.
+  void mark_workpiece_side() {
+    int id = -1;
+    for (int guard = 0; guard < 9; ++guard) {
+      const int parent = k5x_axe_previous(id);
+      if (parent < -2 || parent > 6 || parent == 0) break;
+      workpiece_side[slot(parent)] = true;
+      id = parent;
+    }
+  }
+
+  static void print_vec(const char* label, const double* v) {
+    if (v == nullptr)
+      std::printf("      %-10s -\n", label);
+    else
+      std::printf("      %-10s (%.6g, %.6g, %.6g)\n", label, v[0], v[1], v[2]);
+  }
+
+  void print_record(int id, int depth) {
+    const std::string indent(2 * depth, ' ');
+    const int kind = k5x_axe_type(id);
+    if (kind == -100) {
+      std::printf("%s- %s: missing\n", indent.c_str(), id_name(id));
+      return;
+    }
+    if (shown[slot(id)]) {
+      std::printf("%s- %s: shown above\n", indent.c_str(), id_name(id));
+      return;
+    }
+    shown[slot(id)] = true;
+    const char* name = k5x_axe_nom(id);
+    std::printf("%s- %s \"%s\": %s", indent.c_str(), id_name(id), name ? name : "", kind_text(kind));
+    if (kind == -3 || kind == -4)
+      std::printf(" axis %s, %s side", axis_letter(id),
+                  workpiece_side[slot(id)] ? "workpiece" : "tool");
+    std::printf("\n");
+    const std::string pad = indent + "  ";
+    const double* dir = k5x_axe_axe(id);
+    const double* pt = k5x_axe_point(id);
+    if (dir) std::printf("%s  direction (%.6g, %.6g, %.6g)\n", pad.c_str(), dir[0], dir[1], dir[2]);
+    if (pt) std::printf("%s  point     (%.6g, %.6g, %.6g)\n", pad.c_str(), pt[0], pt[1], pt[2]);
+    const int* color = k5x_axe_color(id);
+    if (color && (kind == -3 || kind == -4))
+      std::printf("%s  colour    %d %d %d\n", pad.c_str(), color[0], color[1], color[2]);
+    if (kind == -3) {
+      const double step = k5x_get_axe_increment(id);
+      std::printf("%s  law %d, direction flag %d, ", pad.c_str(), k5x_axe_loi(id), k5x_axe_sens(id));
+      if (step > k5x_util_eps())
+        std::printf("indexed in %.6g-degree steps", step);
+      else
+        std::printf("continuous");
+      std::printf("%s\n", k5x_axe_fixe_get(id) ? ", locked" : "");
+    }
+    std::string coll;
+    for (int j = -2; j <= 6; ++j)
+      if (k5x_axe_collision(id, j)) {
+        if (!coll.empty()) coll += ", ";
+        coll += id_name(j);
+      }
+    if (!coll.empty()) std::printf("%s  may collide with %s\n", pad.c_str(), coll.c_str());
+    const int n = k5x_axe_nlien(id);
+    for (int j = 0; j < n && j < 2; ++j) {
+      const int child = k5x_axe_tlien(id, j);
+      if (child < -2 || child > 6) {
+        const char* cname = k5x_axe_slien(id, j);
+        std::printf("%s  - link %d to \"%s\": not reachable by identifier\n", pad.c_str(), j,
+                    cname ? cname : "");
+        continue;
+      }
+      print_record(child, depth + 1);
+    }
+  }
+};
+
+void print_travel() {
+  std::printf("travel:\n");
+  for (int id = 1; id <= 6; ++id) {
+    double lo = 0.0, hi = 0.0;
+    const int kind = k5x_axe_course(id, &lo, &hi);
+    const bool present = machine_has_axis(id);
+    std::printf("  %s%s ", axis_letter(id), present ? " " : "*");
+    if (kind == 8) {
+      std::printf("?\n");
+      continue;
+    }
+    char buf_lo[64] = "unlimited", buf_hi[64] = "unlimited";
+    if (kind == 0 || kind == 1) std::snprintf(buf_lo, sizeof buf_lo, "%.6g", lo);
+    if (kind == 0 || kind == -1) std::snprintf(buf_hi, sizeof buf_hi, "%.6g", hi);
+    std::printf("[%s .. %s]\n", buf_lo, buf_hi);
+  }
+  std::printf("  (* the machine has no such axis)\n");
+}
+
+void print_settings() {
+  static const char* const kModes[] = {"largest rotary change", "first free axis change",
+                                       "solver order"};
+  static const char* const kRtcp[] = {"off", "full (tool and workpiece side)", "head only"};
+  const int mode = k5x_get_mode();
+  const int rtcp = k5x_get_rtcp();
+  std::printf("settings:\n");
+  std::printf("  mode                 %d (%s)\n", mode, mode >= 0 && mode <= 2 ? kModes[mode] : "?");
+  std::printf("  rtcp                 %d (%s)\n", rtcp, rtcp >= 0 && rtcp <= 2 ? kRtcp[rtcp] : "?");
+  std::printf("  tolerance            %.6g\n", k5x_get_tol());
+  std::printf("  travel tolerance     %.6g\n", k5x_get_tol_course());
+  std::printf("  tool length          %.6g\n", k5x_get_outil());
+  std::printf("  epsilon              %.6g\n", k5x_util_eps());
+  double steps[3] = {0.0, 0.0, 0.0};
+  const int indexed = k5x_get_increment_machine(steps);
+  std::printf("  increment behaviour  %d%s\n", k5x_get_increment_behaviour(),
+              indexed ? " (the machine has indexed rotary axes)" : "");
+  std::printf("  increment tolerance  %.6g degrees\n", k5x_get_increment_tolerance());
+  const double* init = k5x_initial_position();
+  if (init) std::printf("  initial position     %.6g %.6g %.6g\n", init[0], init[1], init[2]);
+  double tc[6] = {0, 0, 0, 0, 0, 0};
+  if (k5x_toolchanger_position(tc))
+    std::printf("  tool change point    %.6g %.6g %.6g %.6g %.6g %.6g\n", tc[0], tc[1], tc[2],
+                tc[3], tc[4], tc[5]);
+  else
+    std::printf("  tool change point    none\n");
+}
+
+}  // namespace
+
+int cmd_info(int argc, char** argv) {
+  if (wants_help(argc, argv)) {
+    std::fputs(kInfoHelp, stdout);
+    return 0;
+  }
+  std::string spec;
+  for (int i = 0; i < argc; ++i) {
+    if (argv[i][0] == '-' && argv[i][1] != '\0') return usage_error("info", "unknown option");
+    if (!spec.empty()) return usage_error("info", "more than one machine given");
+    spec = argv[i];
+  }
+  if (!load_or_report(spec)) return 1;
+
+  const char* name = k5x_name_machine();
+  std::printf("machine: %s\n", name ? name : "(unnamed)");
+  std::printf("records:\n");
+  TreePrinter tree;
+  tree.mark_workpiece_side();
+  tree.print_record(0, 1);
+  for (int id = -2; id <= 6; ++id)
+    if (machine_has_axis(id) && !tree.shown[TreePrinter::slot(id)])
+      std::printf("  - %s: not reached from the frame\n", id_name(id));
+  print_travel();
+  print_settings();
+  uint32_t c1 = 0, c3 = 0;
+  k5x_machine_checksum(1, &c1);
+  k5x_machine_checksum(3, &c3);
+  std::printf("checksums:\n  mode 1  %08x\n  mode 3  %08x\n", static_cast<unsigned>(c1),
+              static_cast<unsigned>(c3));
+  return 0;
+}
+
 }  // namespace k5x_cli

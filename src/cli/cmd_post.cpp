@@ -1,5 +1,495 @@
+// k5x post: a toolpath (tool tip points and tool directions in workpiece coordinates) into
+// machine axis positions, as CSV.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "cli/cli_common.h"
 #include "cli/commands.h"
+#include "cli/embedded_machines.h"
+#include "cli/fast_io.h"
+#include "cli/post_engine.h"
+#include "cli/svg_plot.h"
+#include "k5x.h"
 
 namespace k5x_cli {
-int cmd_post(int, char**) { return 1; }
+
+namespace {
+
+const char kCmd[] = "post";
+
+const char kPostHelp[] =
+    "usage: k5x post [--machine MACHINE] [TOOLPATH] [options]\n"
+    "\n"
+    "Turns a toolpath into machine axis positions. TOOLPATH holds one move per line:\n"
+    "the tool tip X Y Z and the tool direction I J K in workpiece coordinates, separated\n"
+    "by blanks or commas. Blank lines and lines starting with '#' are skipped. TOOLPATH '-'\n"
+    "or no TOOLPATH reads standard input; with no TOOLPATH while standard input is a\n"
+    "terminal, an embedded demo toolpath runs (a spiral over a dome and two passes over\n"
+    "its top, where the tool stands vertical).\n"
+    "\n"
+    "For each move the rotary axes are solved for the direction, starting from the previous\n"
+    "move's angles (machines with three rotary axes use the three-rotary solver), then the\n"
+    "linear axes are placed so that the tool tip is on the point.\n"
+    "\n"
+    "options:\n"
+    "  --machine MACHINE  machine definition file or embedded machine name (default: the\n"
+    "                     default embedded machine)\n"
+    "  -o, --output FILE  write the CSV to FILE instead of standard output; FILE is only\n"
+    "                     replaced when the whole run succeeds\n"
+    "  --prev A B C       rotary angles before the first move (default 0 0 0)\n"
+    "  --start auto       start from the first in-travel solution of the first direction\n"
+    "                     instead (--start prev: from --prev, the default)\n"
+    "  --mode M           solution choice: 0 smallest largest rotary change, 1 smallest\n"
+    "                     change of the first free axis, 2 the solver's order; on three\n"
+    "                     rotary axes 1 and 2 search in-travel solutions\n"
+    "  --rtcp R           tool-point compensation used by --subdivide: 0 off, 1 full,\n"
+    "                     2 head only\n"
+    "  --tool-length L    tool length\n"
+    "  --tolerance T      tolerance of the subdivision\n"
+    "  --subdivide        insert between consecutive positions the intermediate positions\n"
+    "                     that keep the tool within the tolerance\n"
+    "  --svg FILE         plot the six axes along the toolpath into FILE (SVG), with the\n"
+    "                     travel limits and the failing moves marked\n"
+    "  --skip-bad         report and skip malformed lines instead of stopping\n"
+    "  --demo             run the embedded demo toolpath\n"
+    "\n"
+    "Output: a header, then one row per position:\n"
+    "  line,X,Y,Z,A,B,C,solver,travel,status\n"
+    "line is the move's source line; solver the solver's result (two rotary axes: 0 in\n"
+    "travel, 1 unreachable, else a travel code; three rotary axes: 1 in travel, -1 no\n"
+    "solution, else a travel code); travel the position's travel code (0 in travel, +-k axis\n"
+    "k = 1..6 above/below, 9 several); status 'ok', 'out-of-travel:' with the axes (B+ above,\n"
+    "B- below) or 'unreachable' (the position fields are then empty). Rows inserted by\n"
+    "--subdivide carry the line of the move they lead to and an empty solver field; the\n"
+    "move's own row comes last. An unreachable or out-of-travel move never stops the run.\n"
+    "\n"
+    "A summary goes to standard error: moves read, positions written, unreachable moves,\n"
+    "out-of-travel positions per axis, the largest rotary jump between consecutive moves,\n"
+    "the largest increment deviation, the elapsed time and the moves per second.\n"
+    "\n"
+    "Exit status: 0 done; 1 the machine, toolpath or output cannot be read or written;\n"
+    "2 bad arguments, or a malformed line (reported as FILE:LINE: reason) without\n"
+    "--skip-bad.\n";
+
+// Writes go to a temporary file next to the target, renamed over it on success only. A target
+// that exists and is not a regular file (a device, a pipe), or any name under /dev or /proc (such
+// as /dev/stdout), is written directly; a symbolic link
+// is followed so that the file it names is replaced, not the link.
+class AtomicFile {
+ public:
+  ~AtomicFile() { discard(); }
+  bool open(const std::string& path) {
+    path_ = path;
+    struct stat st;
+    const bool special = path.compare(0, 5, "/dev/") == 0 || path.compare(0, 6, "/proc/") == 0;
+    if (special || (stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode))) {
+      direct_ = true;
+      f_ = std::fopen(path.c_str(), "wb");
+      return f_ != nullptr;
+    }
+    if (lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode)) {
+      if (char* real = realpath(path.c_str(), nullptr)) {
+        path_ = real;
+        std::free(real);
+      }
+    }
+    tmp_ = path_ + ".k5x-XXXXXX";
+    const int fd = mkstemp(&tmp_[0]);
+    if (fd < 0) return false;
+    // mkstemp creates the file private; give it the mode a plain fopen would.
+    const mode_t mask = umask(0);
+    umask(mask);
+    if (fchmod(fd, 0666 & ~mask) != 0) {
+      // Not fatal: the file stays private to its owner.
+    }
+    f_ = fdopen(fd, "wb");
+    if (f_ == nullptr) {
+      close(fd);
+      unlink(tmp_.c_str());
+      return false;
+    }
+    return true;
+  }
+  std::FILE* file() const { return f_; }
+  bool commit() {
+    if (f_ == nullptr) return false;
+    const bool ok = std::fflush(f_) == 0 && std::ferror(f_) == 0;
+    const bool closed = std::fclose(f_) == 0;
+    f_ = nullptr;
+    if (direct_) return ok && closed;
+    if (!ok || !closed || std::rename(tmp_.c_str(), path_.c_str()) != 0) {
+      unlink(tmp_.c_str());
+      return false;
+    }
+    return true;
+  }
+  void discard() {
+    if (f_ == nullptr) return;
+    std::fclose(f_);
+    f_ = nullptr;
+    if (!direct_) unlink(tmp_.c_str());
+  }
+
+ private:
+  std::string path_, tmp_;
+  std::FILE* f_ = nullptr;
+  bool direct_ = false;
+};
+
+struct PostArgs {
+  std::string machine, input, output, svg;
+  bool has_input = false, demo = false;
+  double prev[3] = {0.0, 0.0, 0.0};
+  bool start_auto = false;
+  int mode = -1, rtcp = -1;
+  bool has_tool_length = false, has_tolerance = false;
+  double tool_length = 0.0, tolerance = 0.0;
+  bool subdivide = false, skip_bad = false;
+};
+
+int parse_args(int argc, char** argv, PostArgs* a) {
+  for (int i = 0; i < argc; ++i) {
+    const char* s = argv[i];
+    if (std::strcmp(s, "--machine") == 0) {
+      if (!take_text(kCmd, argc, argv, &i, &a->machine)) return 2;
+    } else if (std::strcmp(s, "-o") == 0 || std::strcmp(s, "--output") == 0) {
+      if (!take_text(kCmd, argc, argv, &i, &a->output)) return 2;
+      if (a->output.empty()) return usage_error(kCmd, "empty output file name");
+    } else if (std::strcmp(s, "--svg") == 0) {
+      if (!take_text(kCmd, argc, argv, &i, &a->svg)) return 2;
+      if (a->svg.empty()) return usage_error(kCmd, "empty SVG file name");
+    } else if (std::strcmp(s, "--prev") == 0) {
+      if (!take_numbers(kCmd, argc, argv, &i, 3, a->prev)) return 2;
+    } else if (std::strcmp(s, "--start") == 0) {
+      std::string v;
+      if (!take_text(kCmd, argc, argv, &i, &v)) return 2;
+      if (v == "auto")
+        a->start_auto = true;
+      else if (v == "prev")
+        a->start_auto = false;
+      else
+        return usage_error(kCmd, "--start takes 'auto' or 'prev'");
+    } else if (std::strcmp(s, "--mode") == 0) {
+      if (!take_int(kCmd, argc, argv, &i, &a->mode)) return 2;
+      if (a->mode < 0 || a->mode > 2) return usage_error(kCmd, "--mode must be 0, 1 or 2");
+    } else if (std::strcmp(s, "--rtcp") == 0) {
+      if (!take_int(kCmd, argc, argv, &i, &a->rtcp)) return 2;
+      if (a->rtcp < 0 || a->rtcp > 2) return usage_error(kCmd, "--rtcp must be 0, 1 or 2");
+    } else if (std::strcmp(s, "--tool-length") == 0) {
+      if (!take_numbers(kCmd, argc, argv, &i, 1, &a->tool_length)) return 2;
+      a->has_tool_length = true;
+    } else if (std::strcmp(s, "--tolerance") == 0) {
+      if (!take_numbers(kCmd, argc, argv, &i, 1, &a->tolerance)) return 2;
+      if (!(a->tolerance > 0.0)) return usage_error(kCmd, "--tolerance must be above 0");
+      a->has_tolerance = true;
+    } else if (std::strcmp(s, "--subdivide") == 0) {
+      a->subdivide = true;
+    } else if (std::strcmp(s, "--skip-bad") == 0) {
+      a->skip_bad = true;
+    } else if (std::strcmp(s, "--demo") == 0) {
+      a->demo = true;
+    } else if (s[0] == '-' && s[1] != '\0') {
+      return usage_error(kCmd, (std::string("unknown option ") + s).c_str());
+    } else if (a->has_input) {
+      return usage_error(kCmd, "more than one toolpath given");
+    } else {
+      a->input = s;
+      a->has_input = true;
+    }
+  }
+  if (a->demo && a->has_input) return usage_error(kCmd, "--demo takes no toolpath");
+  return 0;
+}
+
+// A spiral over a dome, then two straight passes over its top: the first exactly through the
+// direction of the tool at rest (where the first rotary axis is undetermined and must swing),
+// the second just beside it. Directions are tilted from the tool's rest direction, so the demo
+// suits any machine whose tool can tilt some 60 degrees.
+std::string demo_toolpath() {
+  double t0[3] = {0.0, 0.0, -1.0};
+  if (const double* d = k5x_axe_axe(-2)) {
+    const double len = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+    if (len > 1e-9)
+      for (int k = 0; k < 3; ++k) t0[k] = d[k] / len;
+  }
+  // e1, e2: a right-handed pair perpendicular to t0.
+  double ref[3] = {1.0, 0.0, 0.0};
+  if (std::fabs(t0[0]) > 0.9) ref[0] = 0.0, ref[1] = 1.0;
+  double e1[3] = {ref[1] * t0[2] - ref[2] * t0[1], ref[2] * t0[0] - ref[0] * t0[2],
+                  ref[0] * t0[1] - ref[1] * t0[0]};
+  const double l1 = std::sqrt(e1[0] * e1[0] + e1[1] * e1[1] + e1[2] * e1[2]);
+  for (double& c : e1) c /= l1;
+  const double e2[3] = {t0[1] * e1[2] - t0[2] * e1[1], t0[2] * e1[0] - t0[0] * e1[2],
+                        t0[0] * e1[1] - t0[1] * e1[0]};
+  const double radius = 40.0, deg = 3.141592653589793 / 180.0;
+  std::string text =
+      "# k5x demo toolpath: X Y Z I J K (tool tip, tool direction; workpiece coordinates)\n"
+      "# a spiral over a dome of radius 40, tilting the tool up to 60 degrees\n";
+  char line[160];
+  // n is the dome's outward normal; the tool points along -n.
+  auto emit = [&](double theta, double phi) {
+    double n[3];
+    for (int k = 0; k < 3; ++k)
+      n[k] = -std::cos(theta) * t0[k] +
+             std::sin(theta) * (std::cos(phi) * e1[k] + std::sin(phi) * e2[k]);
+    std::snprintf(line, sizeof line, "%.4f %.4f %.4f %.6f %.6f %.6f\n", radius * n[0],
+                  radius * n[1], radius * n[2], -n[0], -n[1], -n[2]);
+    text += line;
+  };
+  const int spiral = 240;
+  for (int i = 0; i < spiral; ++i) {
+    const double s = static_cast<double>(i) / (spiral - 1);
+    emit(60.0 * deg * s, 3.0 * 360.0 * deg * s);
+  }
+  text += "# straight across the top, through the vertical\n";
+  for (int j = -20; j <= 20; ++j) {
+    const double x = 1.5 * j;
+    emit(std::asin(std::fabs(x) / radius), x < 0 ? 180.0 * deg : 0.0);
+  }
+  text += "# straight across the top again, 0.5 beside the vertical\n";
+  for (int j = -20; j <= 20; ++j) {
+    const double x = 1.5 * j, y = 0.5;
+    const double r = std::sqrt(x * x + y * y);
+    emit(std::asin(r / radius), std::atan2(y, x));
+  }
+  return text;
+}
+
+void fill_plot_axes(PlotAxes* axes) {
+  for (int k = 0; k < 6; ++k) {
+    axes->present[k] = machine_has_axis(k + 1);
+    double lo = 0.0, hi = 0.0;
+    const int kind = k5x_axe_course(k + 1, &lo, &hi);
+    axes->has_min[k] = kind == 0 || kind == 1;
+    axes->has_max[k] = kind == 0 || kind == -1;
+    axes->min[k] = lo;
+    axes->max[k] = hi;
+  }
+}
+
+void print_summary(const char* machine, const char* source, const PostStats& s, long bad,
+                   double seconds) {
+  std::fprintf(stderr, "k5x post: machine %s, toolpath %s\n", machine, source);
+  std::fprintf(stderr, "  moves read                   %ld\n", s.moves);
+  std::fprintf(stderr, "  positions written            %ld\n", s.positions);
+  if (bad > 0) std::fprintf(stderr, "  malformed lines skipped      %ld\n", bad);
+  std::fprintf(stderr, "  unreachable moves            %ld\n", s.unreachable);
+  std::fprintf(stderr, "  out-of-travel positions      %ld", s.out_of_travel);
+  if (s.out_of_travel > 0) {
+    std::fprintf(stderr, " (");
+    bool first = true;
+    for (int k = 0; k < 6; ++k) {
+      if (s.axis_out[k] == 0) continue;
+      std::fprintf(stderr, "%s%s %ld", first ? "" : ", ", axis_letter(k + 1), s.axis_out[k]);
+      first = false;
+    }
+    std::fprintf(stderr, ")");
+  }
+  std::fprintf(stderr, "\n");
+  if (s.max_jump_axis != 0)
+    std::fprintf(stderr, "  largest rotary jump          %.6f degrees (%s, line %ld)\n",
+                 s.max_jump, axis_letter(s.max_jump_axis), s.max_jump_line);
+  else
+    std::fprintf(stderr, "  largest rotary jump          0 degrees\n");
+  std::fprintf(stderr, "  largest increment deviation  %.6g degrees\n",
+               k5x_increment_deviation_getmax());
+  if (s.clamped > 0)
+    std::fprintf(stderr, "  subdivisions cut at 500      %ld\n", s.clamped);
+  if (s.subdivide_failed > 0)
+    std::fprintf(stderr, "  subdivisions without memory  %ld\n", s.subdivide_failed);
+  std::fprintf(stderr, "  elapsed                      %.3f s, %.0f moves/s\n", seconds,
+               seconds > 0.0 ? static_cast<double>(s.moves) / seconds : 0.0);
+}
+
+int run_post(const PostArgs& a) {
+  // The input first: a missing toolpath is reported before anything is loaded or written.
+  std::string demo_text;
+  bool demo = a.demo;
+  std::FILE* in = nullptr;
+  bool close_in = false;
+  std::string source;
+  if (!demo && a.has_input && a.input != "-") {
+    in = std::fopen(a.input.c_str(), "rb");
+    if (in == nullptr) {
+      std::fprintf(stderr, "k5x post: cannot open %s: %s\n", a.input.c_str(),
+                   std::strerror(errno));
+      return 1;
+    }
+    close_in = true;
+    source = a.input;
+  } else if (!demo && (a.has_input || !isatty(0))) {
+    in = stdin;
+    source = "<stdin>";
+  } else {
+    demo = true;
+  }
+  struct Closer {
+    std::FILE* f;
+    bool own;
+    ~Closer() {
+      if (own && f) std::fclose(f);
+    }
+  } closer{in, close_in};
+
+  if (!load_or_report(a.machine)) return 1;
+  k5x_setsilentmode(1);  // trace lines would mix with the CSV
+  if (a.mode >= 0) k5x_set_mode(a.mode);
+  if (a.rtcp >= 0) k5x_set_rtcp(a.rtcp);
+  if (a.has_tool_length) k5x_set_outil(a.tool_length);
+  if (a.has_tolerance) k5x_set_tol(a.tolerance);
+  k5x_increment_deviation_reset();
+
+  if (demo) {
+    demo_text = demo_toolpath();
+    in = fmemopen(&demo_text[0], demo_text.size(), "r");
+    if (in == nullptr) {
+      std::fprintf(stderr, "k5x post: cannot open the demo toolpath: %s\n", std::strerror(errno));
+      return 1;
+    }
+    closer.f = in;
+    closer.own = true;
+    source = "<demo>";
+    if (!a.demo)
+      std::fprintf(stderr,
+                   "k5x post: no toolpath given and standard input is a terminal: running the "
+                   "embedded demo toolpath ('k5x post --help' for more)\n");
+  }
+
+  AtomicFile out_file, svg_file;
+  std::FILE* out = stdout;
+  if (!a.output.empty()) {
+    if (!out_file.open(a.output)) {
+      std::fprintf(stderr, "k5x post: cannot write %s: %s\n", a.output.c_str(),
+                   std::strerror(errno));
+      return 1;
+    }
+    out = out_file.file();
+  }
+  if (!a.svg.empty() && !svg_file.open(a.svg)) {
+    std::fprintf(stderr, "k5x post: cannot write %s: %s\n", a.svg.c_str(), std::strerror(errno));
+    return 1;
+  }
+
+  LineReader reader(in);
+  OutBuffer buffer(out);
+  std::unique_ptr<SvgPlot> plot(a.svg.empty() ? nullptr : new SvgPlot());
+  PostEngine engine(&buffer, plot.get());
+  const int mode3r = a.mode >= 0 ? a.mode : k5x_get_mode();
+  engine.configure(a.prev, a.start_auto, mode3r, a.subdivide);
+  engine.write_header();
+
+  const bool progress = isatty(2) != 0;
+  const auto t0 = std::chrono::steady_clock::now();
+  auto last_progress = t0;
+  const double zero_length = k5x_util_eps();
+  long lineno = 0, bad = 0;
+  char reason[160];
+  double v[6];
+  const char* b = nullptr;
+  const char* e = nullptr;
+  for (;;) {
+    const LineReader::Result r = reader.next(&b, &e);
+    if (r == LineReader::kEnd) break;
+    if (r == LineReader::kError) {
+      std::fprintf(stderr, "k5x post: cannot read %s: %s\n", source.c_str(), std::strerror(errno));
+      return 1;
+    }
+    ++lineno;
+    int parsed;
+    if (r == LineReader::kTooLong) {
+      std::snprintf(reason, sizeof reason, "line longer than %d bytes", 1 << 20);
+      parsed = -1;
+    } else {
+      parsed = parse_move_line(b, e, v, zero_length, reason, sizeof reason);
+    }
+    if (parsed == 0) continue;
+    if (parsed < 0) {
+      if (!a.skip_bad) {
+        std::fprintf(stderr, "%s:%ld: %s\n", source.c_str(), lineno, reason);
+        return 2;
+      }
+      ++bad;
+      if (bad <= 20)
+        std::fprintf(stderr, "%s:%ld: %s (skipped)\n", source.c_str(), lineno, reason);
+      else if (bad == 21)
+        std::fprintf(stderr, "%s: more malformed lines skipped without notice\n", source.c_str());
+      continue;
+    }
+    engine.move(lineno, v);
+    if (progress && (engine.stats().moves & 4095) == 0) {
+      const auto now = std::chrono::steady_clock::now();
+      if (now - last_progress > std::chrono::milliseconds(250)) {
+        last_progress = now;
+        const double secs = std::chrono::duration<double>(now - t0).count();
+        std::fprintf(stderr, "\rk5x post: %ld moves, %.0f moves/s ", engine.stats().moves,
+                     secs > 0 ? engine.stats().moves / secs : 0.0);
+      }
+    }
+  }
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+  if (progress && last_progress != t0) std::fprintf(stderr, "\r%60s\r", "");
+
+  if (!buffer.flush()) {
+    std::fprintf(stderr, "k5x post: cannot write %s: %s\n",
+                 a.output.empty() ? "standard output" : a.output.c_str(), std::strerror(errno));
+    return 1;
+  }
+  if (a.output.empty()) {
+    if (std::fflush(stdout) != 0) {
+      std::fprintf(stderr, "k5x post: cannot write standard output: %s\n", std::strerror(errno));
+      return 1;
+    }
+  } else if (!out_file.commit()) {
+    std::fprintf(stderr, "k5x post: cannot write %s: %s\n", a.output.c_str(),
+                 std::strerror(errno));
+    return 1;
+  }
+  if (plot) {
+    PlotAxes axes;
+    fill_plot_axes(&axes);
+    const char* name = k5x_name_machine();
+    std::string title = std::string("k5x post: ") + (name ? name : "machine") + ", " + source;
+    if (!plot->write(svg_file.file(), title.c_str(), axes) || !svg_file.commit()) {
+      std::fprintf(stderr, "k5x post: cannot write %s: %s\n", a.svg.c_str(), std::strerror(errno));
+      return 1;
+    }
+  }
+  if (a.start_auto && !engine.start_found())
+    std::fprintf(stderr,
+                 "k5x post: no in-travel solution for the first direction; started from "
+                 "--prev\n");
+  const char* name = k5x_name_machine();
+  print_summary(name ? name : "(unnamed)", source.c_str(), engine.stats(), bad, seconds);
+  return 0;
+}
+
+}  // namespace
+
+int cmd_post(int argc, char** argv) {
+  if (wants_help(argc, argv)) {
+    std::fputs(kPostHelp, stdout);
+    return 0;
+  }
+  PostArgs a;
+  const int r = parse_args(argc, argv, &a);
+  if (r != 0) return r;
+  try {
+    return run_post(a);
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "k5x post: out of memory\n");
+    return 1;
+  }
+}
+
 }  // namespace k5x_cli

@@ -22,7 +22,8 @@ void print_help(FILE* out) {
                "                       a move subdivided within the tolerance\n"
                "  checksum MACHINE...  one line of checksums per machine\n"
                "  post [--machine MACHINE] [TOOLPATH] [options]\n"
-               "                       post-process a toolpath into machine positions\n"
+               "                       post-process a toolpath (X Y Z I J K per line) into\n"
+               "                       machine positions as CSV; 'k5x post' alone runs a demo\n"
                "\n"
                "MACHINE is a machine definition file or the name of an embedded machine;\n"
                "without one the default embedded machine is used. Embedded machines:\n");

@@ -1,0 +1,136 @@
+// Benchmarks of the hot paths: the orientation solver, placing the linear axes, subdividing a
+// move, and the per-move path of k5x post (parse, solve, place, format).
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "cli/embedded_machines.h"
+#include "cli/fast_io.h"
+#include "cli/post_engine.h"
+#include "k5x.h"
+
+namespace {
+
+const double kDeg = 3.141592653589793 / 180.0;
+
+bool load(const char* name) {
+  std::string label;
+  if (k5x_cli::load_machine_spec(name, &label) != 0) return false;
+  k5x_setsilentmode(1);
+  return true;
+}
+
+// Directions tilted up to 60 degrees from (0, 0, -1), the rest direction of DemoHead's tool.
+std::vector<double> directions(int n) {
+  std::vector<double> d;
+  for (int i = 0; i < n; ++i) {
+    const double tilt = 60.0 * kDeg * (i % 97) / 96.0, turn = 7.3 * kDeg * i;
+    d.push_back(std::sin(tilt) * std::cos(turn));
+    d.push_back(std::sin(tilt) * std::sin(turn));
+    d.push_back(-std::cos(tilt));
+  }
+  return d;
+}
+
+void BM_Solver(benchmark::State& state) {
+  if (!load("DemoHead")) {
+    state.SkipWithError("cannot load DemoHead");
+    return;
+  }
+  const std::vector<double> dirs = directions(1024);
+  double prev[3] = {0, 0, 0}, out[3];
+  std::size_t i = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(k5x_ijk2abc(&dirs[3 * i], prev, out));
+    prev[0] = out[0], prev[1] = out[1], prev[2] = out[2];
+    i = (i + 1) & 1023;
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_Solver);
+
+void BM_Pts2xyz(benchmark::State& state) {
+  if (!load("DemoHead")) {
+    state.SkipWithError("cannot load DemoHead");
+    return;
+  }
+  double p[3] = {10.0, -20.0, 30.0}, abc[3] = {0.0, 35.0, 120.0}, xyz[3];
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(k5x_pts2xyz(p, abc, xyz));
+    abc[2] += 0.01;
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_Pts2xyz);
+
+// A move turning B by 10 degrees at the tolerance of 0.05: some tens of steps per call.
+void BM_Xyzabc(benchmark::State& state) {
+  if (!load("DemoHead")) {
+    state.SkipWithError("cannot load DemoHead");
+    return;
+  }
+  k5x_set_rtcp(static_cast<int>(state.range(0)));
+  const double s[6] = {0, 0, 0, 0, 10, 30}, e[6] = {5, 5, 0, 0, 20, 40};
+  long rows = 0;
+  for (auto _ : state) {
+    int n = 1;
+    double* table = nullptr;
+    benchmark::DoNotOptimize(k5x_xyzabc(s, e, &n, &table));
+    rows += n;
+  }
+  state.counters["rows/call"] =
+      benchmark::Counter(static_cast<double>(rows) / static_cast<double>(state.iterations()));
+}
+BENCHMARK(BM_Xyzabc)->Arg(0)->Arg(1);
+
+// The per-move path of k5x post from text to CSV, written to /dev/null.
+void BM_PostRun(benchmark::State& state) {
+  if (!load("DemoHead")) {
+    state.SkipWithError("cannot load DemoHead");
+    return;
+  }
+  const bool subdivide = state.range(0) != 0;
+  const std::vector<double> dirs = directions(1024);
+  std::vector<std::string> lines;
+  char buf[160];
+  for (int i = 0; i < 1024; ++i) {
+    std::snprintf(buf, sizeof buf, "%.4f,%.4f,%.4f,%.6f,%.6f,%.6f", 40.0 * dirs[3 * i],
+                  40.0 * dirs[3 * i + 1], -40.0 * dirs[3 * i + 2], dirs[3 * i], dirs[3 * i + 1],
+                  dirs[3 * i + 2]);
+    lines.emplace_back(buf);
+  }
+  std::FILE* sink = std::fopen("/dev/null", "wb");
+  if (sink == nullptr) {
+    state.SkipWithError("cannot open /dev/null");
+    return;
+  }
+  {
+    k5x_cli::OutBuffer out(sink);
+    k5x_cli::PostEngine engine(&out, nullptr);
+    const double start[3] = {0, 0, 0};
+    engine.configure(start, false, 0, subdivide);
+    engine.write_header();
+    char reason[160];
+    double v[6];
+    std::size_t i = 0;
+    long line = 0;
+    for (auto _ : state) {
+      const std::string& l = lines[i];
+      if (k5x_cli::parse_move_line(l.data(), l.data() + l.size(), v, 1e-6, reason,
+                                   sizeof reason) == 1)
+        engine.move(++line, v);
+      i = (i + 1) & 1023;
+    }
+    out.flush();
+    state.counters["rows/move"] = benchmark::Counter(
+        static_cast<double>(engine.stats().positions) / static_cast<double>(state.iterations()));
+  }
+  std::fclose(sink);
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_PostRun)->Arg(0)->Arg(1);
+
+}  // namespace

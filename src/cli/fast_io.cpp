@@ -1,0 +1,222 @@
+#include "cli/fast_io.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <system_error>
+
+namespace k5x_cli {
+
+LineReader::LineReader(std::FILE* in, std::size_t capacity)
+    : in_(in), buf_(new char[capacity < 16 ? 16 : capacity]), cap_(capacity < 16 ? 16 : capacity) {}
+
+LineReader::~LineReader() { delete[] buf_; }
+
+LineReader::Result LineReader::next(const char** begin, const char** end) {
+  for (;;) {
+    char* base = buf_ + start_;
+    char* nl = static_cast<char*>(std::memchr(base, '\n', end_ - start_));
+    if (nl != nullptr) {
+      start_ = static_cast<std::size_t>(nl - buf_) + 1;
+      if (discarding_) {
+        discarding_ = false;
+        return kTooLong;
+      }
+      char* e = nl;
+      if (e > base && e[-1] == '\r') --e;
+      *begin = base;
+      *end = e;
+      return kLine;
+    }
+    if (eof_) {
+      if (discarding_) {
+        discarding_ = false;
+        start_ = end_;
+        return kTooLong;
+      }
+      if (start_ < end_) {
+        char* e = buf_ + end_;
+        if (e > base && e[-1] == '\r') --e;
+        *begin = base;
+        *end = e;
+        start_ = end_;
+        return kLine;
+      }
+      return kEnd;
+    }
+    if (start_ > 0) {
+      std::memmove(buf_, buf_ + start_, end_ - start_);
+      end_ -= start_;
+      start_ = 0;
+    }
+    if (end_ == cap_) {
+      // No line ending within the whole buffer: drop what we hold up to the next one.
+      discarding_ = true;
+      end_ = 0;
+    }
+    const std::size_t got = std::fread(buf_ + end_, 1, cap_ - end_, in_);
+    if (got == 0) {
+      if (std::ferror(in_)) return kError;
+      eof_ = true;
+    }
+    end_ += got;
+  }
+}
+
+// At least one formatted number must fit.
+OutBuffer::OutBuffer(std::FILE* out, std::size_t capacity)
+    : out_(out),
+      buf_(new char[capacity < 4096 ? 4096 : capacity]),
+      cap_(capacity < 4096 ? 4096 : capacity) {}
+
+OutBuffer::~OutBuffer() { delete[] buf_; }
+
+bool OutBuffer::flush() {
+  if (len_ > 0 && !failed_) {
+    if (std::fwrite(buf_, 1, len_, out_) != len_) failed_ = true;
+  }
+  len_ = 0;
+  return !failed_;
+}
+
+void OutBuffer::put(const char* s, std::size_t n) {
+  while (n > 0) {
+    if (len_ == cap_) flush();
+    std::size_t k = cap_ - len_;
+    if (k > n) k = n;
+    std::memcpy(buf_ + len_, s, k);
+    len_ += k;
+    s += k;
+    n -= k;
+  }
+}
+
+void OutBuffer::put(const char* s) { put(s, std::strlen(s)); }
+
+void OutBuffer::put_fixed(double v, int decimals) {
+  // Fixed notation of a double needs at most 309 digits before the point.
+  reserve(400);
+  if (!std::isfinite(v)) {
+    put(std::isnan(v) ? "nan" : (v > 0 ? "inf" : "-inf"));
+    return;
+  }
+  static const double kHalfUnit[] = {0.5, 0.05, 0.005, 5e-4, 5e-5, 5e-6, 5e-7, 5e-8, 5e-9, 5e-10};
+  if (decimals < 0) decimals = 0;
+  if (decimals > 9) decimals = 9;
+  if (std::fabs(v) < kHalfUnit[decimals]) v = 0.0;
+  // Fast path for the values a machine produces: scale to an integer of units of the last
+  // decimal and print its digits; the shortest-exact conversion below is several times slower.
+  static const double kScale[] = {1.0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
+  if (std::fabs(v) < 1e9) {
+    const long long q = std::llround(v * kScale[decimals]);
+    unsigned long long u = q < 0 ? static_cast<unsigned long long>(-q) : q;
+    char tmp[32];
+    int n = 0;
+    for (int d = 0; d < decimals; ++d) {
+      tmp[n++] = static_cast<char>('0' + u % 10);
+      u /= 10;
+    }
+    if (decimals > 0) tmp[n++] = '.';
+    do {
+      tmp[n++] = static_cast<char>('0' + u % 10);
+      u /= 10;
+    } while (u != 0);
+    if (q < 0) tmp[n++] = '-';
+    char* p = buf_ + len_;
+    while (n > 0) *p++ = tmp[--n];
+    len_ = static_cast<std::size_t>(p - buf_);
+    return;
+  }
+  const auto r = std::to_chars(buf_ + len_, buf_ + cap_, v, std::chars_format::fixed, decimals);
+  if (r.ec == std::errc()) {
+    len_ = static_cast<std::size_t>(r.ptr - buf_);
+  } else {
+    put("nan");
+  }
+}
+
+void OutBuffer::put_int(long v) {
+  reserve(24);
+  const auto r = std::to_chars(buf_ + len_, buf_ + cap_, v);
+  len_ = static_cast<std::size_t>(r.ptr - buf_);
+}
+
+namespace {
+
+bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\v' || c == '\f' || c == '\r'; }
+
+void set_reason(char* reason, std::size_t size, const char* what, const char* tok_b,
+                const char* tok_e) {
+  if (size == 0) return;
+  if (tok_b == nullptr) {
+    std::snprintf(reason, size, "%s", what);
+    return;
+  }
+  int len = static_cast<int>(tok_e - tok_b);
+  if (len > 40) len = 40;
+  std::snprintf(reason, size, "%s '%.*s%s'", what, len, tok_b, tok_e - tok_b > 40 ? "..." : "");
+}
+
+}  // namespace
+
+int parse_move_line(const char* b, const char* e, double v[6], double zero_length, char* reason,
+                    std::size_t reason_size) {
+  const char* p = b;
+  while (p < e && is_blank(*p)) ++p;
+  if (p == e || *p == '#') return 0;
+  int n = 0;
+  for (;;) {
+    // p is at the start of a field (blanks skipped).
+    if (p == e || *p == ',') {
+      set_reason(reason, reason_size, "empty field", nullptr, nullptr);
+      return -1;
+    }
+    const char* tok = p;
+    while (p < e && !is_blank(*p) && *p != ',') ++p;
+    const char* tok_end = p;
+    if (n == 6) {
+      set_reason(reason, reason_size, "more than 6 numbers (expected X Y Z I J K), extra field",
+                 tok, tok_end);
+      return -1;
+    }
+    const char* num = tok;
+    if (num < tok_end && *num == '+') ++num;
+    double x = 0.0;
+    const auto r = std::from_chars(num, tok_end, x);
+    if (num == tok_end || r.ptr != tok_end || r.ec == std::errc::invalid_argument) {
+      set_reason(reason, reason_size, "not a number:", tok, tok_end);
+      return -1;
+    }
+    if (r.ec == std::errc::result_out_of_range || !std::isfinite(x)) {
+      set_reason(reason, reason_size, "number out of range:", tok, tok_end);
+      return -1;
+    }
+    v[n++] = x;
+    while (p < e && is_blank(*p)) ++p;
+    if (p == e) break;
+    if (*p == ',') {
+      ++p;
+      while (p < e && is_blank(*p)) ++p;
+      if (p == e) {
+        set_reason(reason, reason_size, "empty field after the last comma", nullptr, nullptr);
+        return -1;
+      }
+    }
+  }
+  if (n != 6) {
+    char what[64];
+    std::snprintf(what, sizeof what, "expected 6 numbers (X Y Z I J K), found %d", n);
+    set_reason(reason, reason_size, what, nullptr, nullptr);
+    return -1;
+  }
+  const double len = std::sqrt(v[3] * v[3] + v[4] * v[4] + v[5] * v[5]);
+  if (!(len > zero_length)) {
+    set_reason(reason, reason_size, "zero tool direction (I J K)", nullptr, nullptr);
+    return -1;
+  }
+  return 1;
+}
+
+}  // namespace k5x_cli

@@ -1,0 +1,76 @@
+// Buffered line reading, buffered writing and number formatting for the toolpath path of
+// k5x post: one buffer each, allocated once, so that the per-move path neither allocates nor
+// makes a system call per line.
+#ifndef K5X_CLI_FAST_IO_H
+#define K5X_CLI_FAST_IO_H
+
+#include <cstddef>
+#include <cstdio>
+
+namespace k5x_cli {
+
+class LineReader {
+ public:
+  enum Result { kLine, kEnd, kError, kTooLong };
+
+  // Lines longer than capacity bytes are reported as kTooLong (and skipped).
+  explicit LineReader(std::FILE* in, std::size_t capacity = std::size_t(1) << 20);
+  ~LineReader();
+  LineReader(const LineReader&) = delete;
+  LineReader& operator=(const LineReader&) = delete;
+
+  // Next line without its line ending (LF or CRLF); [*begin, *end) stays valid until the next
+  // call. kError: the stream failed (errno is left as the read set it).
+  Result next(const char** begin, const char** end);
+
+ private:
+  std::FILE* in_;
+  char* buf_;
+  std::size_t cap_;
+  std::size_t start_ = 0, end_ = 0;
+  bool eof_ = false;
+  bool discarding_ = false;
+};
+
+class OutBuffer {
+ public:
+  explicit OutBuffer(std::FILE* out, std::size_t capacity = std::size_t(1) << 18);
+  ~OutBuffer();
+  OutBuffer(const OutBuffer&) = delete;
+  OutBuffer& operator=(const OutBuffer&) = delete;
+
+  // Makes room for n bytes (n must not exceed the capacity).
+  void reserve(std::size_t n) {
+    if (cap_ - len_ < n) flush();
+  }
+  void put(char c) {
+    reserve(1);
+    buf_[len_++] = c;
+  }
+  void put(const char* s, std::size_t n);
+  void put(const char* s);
+  // Fixed-point number with the given decimals; values that would print as -0 print as 0.
+  void put_fixed(double v, int decimals);
+  void put_int(long v);
+  // Writes the buffer out; false once any write failed.
+  bool flush();
+  bool ok() const { return !failed_; }
+
+ private:
+  std::FILE* out_;
+  char* buf_;
+  std::size_t cap_;
+  std::size_t len_ = 0;
+  bool failed_ = false;
+};
+
+// Parses one toolpath line "X Y Z I J K" (fields separated by blanks or by commas with
+// optional blanks around them). Returns 1 with the six values, 0 for a line to skip (blank, or
+// starting with '#'), or -1 with a reason written into reason (at most reason_size bytes). A
+// direction whose length is not above zero_length is malformed: no machine can follow it.
+int parse_move_line(const char* begin, const char* end, double v[6], double zero_length,
+                    char* reason, std::size_t reason_size);
+
+}  // namespace k5x_cli
+
+#endif  // K5X_CLI_FAST_IO_H
