@@ -143,6 +143,30 @@ TEST_F(Chain, ToolTipIsOriginMinusLengthAlongToolAxis) {
   expect_vec(t2, 0, 0, 0, 0);
 }
 
+TEST_F(Chain, TurnedFrameKeepsItsOrientationAndCarriesTheChain) {
+  // "-Z" turns the frame half a turn about X: columns X, -Y, -Z. The evaluation never resets the
+  // frame, so its orientation reaches every record below it through the links.
+  load("nommachine = Upside\n"
+       "bati = -Z, Frame\n"
+       "axe = AXE_Z, Z, Ram\n"
+       "outil = Z, 0, 0, 100\n"
+       "lien = AXE_BATI\n"
+       "piece = X, Y, 0, 0, 0\n"
+       "position = 0, 0, 0, 0, 0, 0\n");
+  for (int pass = 0; pass < 2; ++pass) {
+    SCOPED_TRACE(pass);
+    eval(0, 0, 10, 0, 0, 0);
+    const AxisRecord& frame = rec(st, kIdFrame);
+    expect_col(frame.frame, 1, 0, -1, 0);
+    expect_col(frame.frame, 2, 0, 0, -1);
+    expect_vec(frame.origin, 0, 0, 0);
+    // Z slides along the frame's -Z; the tool sits 100 further along it.
+    expect_vec(rec(st, kIdZ).origin, 0, 0, -10);
+    expect_vec(rec(st, kIdTool).origin, 0, 0, -110);
+    expect_col(rec(st, kIdWorkpiece).frame, 2, 0, 0, -1);
+  }
+}
+
 TEST_F(Chain, BothAxesOfOneLetterMove) {
   load("nommachine = Twin\n"
        "bati = Z, Frame\n"
@@ -185,6 +209,12 @@ TEST_F(Chain, AxeMatWithMissingRecords) {
     EXPECT_EQ(axe_mat(st, a, kIdFrame, h), 1) << a;
     for (int i = 0; i < 16; ++i) EXPECT_NEAR(h[i], (i % 5 == 0) ? 1.0 : 0.0, 1e-12) << a;
   }
+  // A missing a is the world, still carried into an existing b: rotation W^-1 and translation
+  // -W^-1 w, with the workpiece frame columns (0,-1,0), (1,0,0), (0,0,1) at (10, 10, 0).
+  for (double& x : h) x = 99;
+  EXPECT_EQ(axe_mat(st, 7, kIdWorkpiece, h), 1);
+  const double world_in_wp[16] = {0, -1, 0, 10, 1, 0, 0, -10, 0, 0, 1, 0, 0, 0, 0, 1};
+  for (int i = 0; i < 16; ++i) EXPECT_NEAR(h[i], world_in_wp[i], 1e-12) << i;
   // A missing b is the world itself and is not reported.
   // The pivot point (10, 0, 0) of C, measured from itself, is C's origin; the frame turned.
   ASSERT_EQ(axe_mat(st, kIdC, 7, h), 0);

@@ -107,6 +107,10 @@ TEST(KernelMatrix, InverseOfNearSingularMatrixFailsWithoutWriting) {
   // The threshold is the epsilon passed in.
   EXPECT_EQ(m3inverse(m, n, 1e-8), 0);
   EXPECT_NEAR(n[0], 1e7, 1e-3);
+  // Only a determinant strictly below eps fails: exactly eps still inverts.
+  const double at[9] = {kEps, 0, 0, 0, 1, 0, 0, 0, 1};
+  EXPECT_EQ(m3inverse(at, n, kEps), 0);
+  EXPECT_NEAR(n[0], 1e6, 1e-6);
 }
 
 TEST(KernelRotation, QuarterTurnOfXAboutZGivesY) {

@@ -103,6 +103,24 @@ TEST_F(Travel, LinearNoLimitThreshold) {
   limit(kIdY, 0, 0);
   EXPECT_EQ(testcoursesXYZ(st, v, f), -2);
   EXPECT_EQ(f[0], 0);
+  // The same on the minimum side: at tolerance - sentinel absent, just above it real.
+  const double low[3] = {-5000000, 0, 0};
+  EXPECT_EQ(testcoursesXYZ(st, low, f), 0);
+  limit(kIdX, -999999.98, 999999.98);
+  EXPECT_EQ(testcoursesXYZ(st, low, f), -1);
+}
+
+TEST_F(Travel, RotarySentinelBoundaries) {
+  int f[3];
+  const double v[3] = {0, 3e10, -3e10};
+  limit(kIdB, -1, 1e10 - 0.01);  // maximum at sentinel - tolerance: absent
+  limit(kIdC, 0.01 - 1e10, 1);   // minimum at tolerance - sentinel: absent
+  EXPECT_EQ(testcoursesABC(st, v, f), 0);
+  limit(kIdB, -1, 1e10 - 0.02);
+  limit(kIdC, 0.02 - 1e10, 1);
+  EXPECT_EQ(testcoursesABC(st, v, f), 9);
+  EXPECT_EQ(f[1], 5);
+  EXPECT_EQ(f[2], -6);
 }
 
 TEST_F(Travel, RotaryLimitsUseTheirOwnSentinel) {
