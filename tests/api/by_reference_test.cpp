@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "api/global_state.h"
 #include "k5x.h"
 #include "test_machines.h"
 
@@ -164,18 +165,32 @@ TEST_F(ByReference, EnumerationNegatesTheCountThenFillsAnglesAndFlags) {
   EXPECT_EQ(count, n);
   EXPECT_EQ(angles, expected);
   EXPECT_EQ(flags, expected_flags);
+
+  // Room to spare: the count is the number of solutions, and only that many entries are written.
+  angles.assign(3 * static_cast<std::size_t>(n) + 3, -7.0f);
+  flags.assign(static_cast<std::size_t>(n) + 1, -7);
+  count = n + 1;
+  EXPECT_EQ(KF5X_EX_GETALLABCHCPOSSIBLE(dir.data(), &count, angles.data(), flags.data(), &status),
+            n);
+  EXPECT_EQ(count, n);
+  EXPECT_EQ(std::vector<float>(angles.begin(), angles.begin() + 3 * n), expected);
+  EXPECT_EQ(angles.back(), -7.0f);
+  EXPECT_EQ(flags.back(), -7);
 }
 
 TEST_F(ByReference, ChecksumOverModesOneToNMinusOne) {
   uint32_t direct[4] = {};
   for (int mode = 1; mode <= 3; ++mode) ASSERT_EQ(k5x_machine_checksum(mode, &direct[mode]), 1);
   int values[8];
+  // n below 2 computes nothing: the last checksum the library keeps is not touched either.
+  k5x::global_state().machine.last_checksum = 0x5EED;
   for (int n : {1, 0, -5}) {
     std::fill(values, values + 8, 77);
     int count = -1;
     KF5X_MACHINE_CHECKSUM(&n, values, &count);
     EXPECT_EQ(count, 0);
     EXPECT_EQ(values[0], 77);
+    EXPECT_EQ(k5x::global_state().machine.last_checksum, 0x5EEDu);
   }
   int n = 3, count = -1;
   KF5X_MACHINE_CHECKSUM(&n, values, &count);
@@ -236,6 +251,103 @@ TEST_F(ByReference, ResultsAreTheDoubleAnswersNarrowed) {
   axis = 3;
   KF5X_AXE_COURSE_MINIMUM(&axis, &limit);
   EXPECT_EQ(limit, -1e10f);
+}
+
+// Each remaining entry against the double function of its row: inputs exactly representable in
+// single precision, so both routes start from the same values and must agree after narrowing.
+TEST_F(ByReference, EveryEntryForwardsToItsRow) {
+  const float xyz_f[3] = {100, -50, 25}, abc_f[3] = {0, 30, 40};
+  const double xyz_d[3] = {100, -50, 25}, abc_d[3] = {0, 30, 40};
+  int status = -99;
+  double out_d[3];
+  float out_f[3];
+  int code = k5x_xyz2ijk(xyz_d, abc_d, out_d);
+  EXPECT_EQ(KF5X_XYZ2IJK(xyz_f, abc_f, out_f, &status), code);
+  EXPECT_EQ(status, code);
+  EXPECT_EQ(std::vector<float>(out_f, out_f + 3), narrowed(out_d, 3));
+  code = k5x_xyz2pts(xyz_d, abc_d, out_d);
+  EXPECT_EQ(KF5X_XYZ2PTS(xyz_f, abc_f, out_f, &status), code);
+  EXPECT_EQ(std::vector<float>(out_f, out_f + 3), narrowed(out_d, 3));
+
+  const float m_f[6] = {10, 20, 30, 0, 30, 40};
+  const double m_d[6] = {10, 20, 30, 0, 30, 40};
+  double six_d[6];
+  float six_f[6];
+  code = k5x_l2m(m_d, six_d);
+  EXPECT_EQ(KF5X_L2M(m_f, six_f), code);
+  EXPECT_EQ(std::vector<float>(six_f, six_f + 6), narrowed(six_d, 6));
+  code = k5x_machine2tool(m_d, six_d);
+  EXPECT_EQ(KF5X_MACHINE2TOOL(m_f, six_f), code);
+  EXPECT_EQ(std::vector<float>(six_f, six_f + 6), narrowed(six_d, 6));
+
+  // X above its 800 and B below its -110: one axis each for the short forms, both for the long.
+  const float far_f[6] = {900, 0, 0, 0, -120, 0};
+  int flags[6] = {7, 7, 7, 7, 7, 7};
+  EXPECT_EQ(KF5X_TESTCOURSESXYZABC(far_f, flags, &status), 9);
+  EXPECT_EQ(status, 9);
+  EXPECT_EQ(flags[0], 1);
+  EXPECT_EQ(flags[4], -5);
+  EXPECT_EQ(KF5X_TESTCOURSESXYZ(far_f, flags, &status), 1);
+  EXPECT_EQ(status, 1);
+  EXPECT_EQ(KF5X_TESTCOURSESABC(far_f + 3, flags, &status), -5);
+  EXPECT_EQ(status, -5);
+
+  double h_d[16];
+  float h_f[16];
+  k5x_ex_get_axis_matrix(xyz_d, h_d);
+  KF5X_EX_GET_AXIS_MATRIX(xyz_f, h_f);
+  EXPECT_EQ(std::vector<float>(h_f, h_f + 16), narrowed(h_d, 16));
+
+  // The chain state left by the evaluation, read back through the tool-to-frame matrix.
+  k5x_machine_eval(m_d);
+  k5x_axe_mat(-2, 0, h_d);
+  KF5X_MACHINE_EVAL(m_f);
+  double after[16];
+  k5x_axe_mat(-2, 0, after);
+  EXPECT_EQ(std::vector<double>(after, after + 16), std::vector<double>(h_d, h_d + 16));
+  const float other[6] = {0, 0, 0, 0, 0, 0};
+  KF5X_MACHINE_EVAL(other);
+  k5x_axe_mat(-2, 0, after);
+  EXPECT_NE(std::vector<double>(after, after + 16), std::vector<double>(h_d, h_d + 16));
+
+  const std::vector<float> dir = reachable_direction();
+  const double dd[3] = {dir[0], dir[1], dir[2]};
+  double init_d[3] = {0, 0, 0};
+  code = k5x_ex_getinit_ijk_2_abc_not_hc(dd, init_d);
+  ASSERT_EQ(code, 1);
+  float init_f[3] = {0, 0, 0};
+  EXPECT_EQ(KF5X_EX_GETINIT_IJK_2_ABC_NOT_HC(dir.data(), init_f, &status), 1);
+  EXPECT_EQ(status, 1);
+  EXPECT_EQ(std::vector<float>(init_f, init_f + 3), narrowed(init_d, 3));
+
+  const float length = 12.5f;
+  KF5X_SET_OUTIL(&length);
+  EXPECT_EQ(k5x_get_outil(), 12.5);
+  float back = 0;
+  KF5X_GET_OUTIL(&back);
+  EXPECT_EQ(back, 12.5f);
+  const float tol = 0.25f;
+  KF5X_SET_TOL(&tol);
+  EXPECT_EQ(k5x_get_tol(), 0.25);
+}
+
+// The placement matrix crosses as sixteen values in order; Z is element 12 on both routes.
+TEST_F(ByReference, PieceMatrixWidenedInOrder) {
+  const float t_f[16] = {1, 0, 0, 10, 0, 1, 0, 20, 0, 0, 1, 99, 30, 0, 0, 1};
+  const double t_d[16] = {1, 0, 0, 10, 0, 1, 0, 20, 0, 0, 1, 99, 30, 0, 0, 1};
+  const double xyz[3] = {100, -50, 25}, abc[3] = {0, 30, 40};
+  ASSERT_EQ(k5x_set_piece(t_d), 0);
+  double expected[3];
+  k5x_xyz2pts(xyz, abc, expected);
+  ASSERT_EQ(k5x_machine_def(path.c_str()), 0);
+  k5x_set_outil(1.0);
+  double before[3];
+  k5x_xyz2pts(xyz, abc, before);
+  EXPECT_NE(std::vector<double>(before, before + 3), std::vector<double>(expected, expected + 3));
+  EXPECT_EQ(KF5X_SET_PIECE(t_f), 0);
+  double got[3];
+  k5x_xyz2pts(xyz, abc, got);
+  EXPECT_EQ(std::vector<double>(got, got + 3), std::vector<double>(expected, expected + 3));
 }
 
 TEST_F(ByReference, FailedSolveLeavesTheCallersAnglesInPlace) {

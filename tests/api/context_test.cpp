@@ -8,6 +8,7 @@
 #include "api/context.h"
 #include "k5x.h"
 #include "machine/loader.h"
+#include "motion/interpolation.h"
 #include "test_machines.h"
 
 namespace {
@@ -128,6 +129,18 @@ TEST_F(Context, StoredPointersMayBeHandedBack) {
   char* out = nullptr;
   k5x::ctx_get_machine_data(st, &out);
   EXPECT_EQ(std::string(out), demo);
+}
+
+TEST_F(Context, ReloadReleasesTheInterpolationTable) {
+  ASSERT_EQ(k5x::machine_def(st, demo.c_str()), 0);
+  const double s[6] = {0, 0, 0, 0, 0, 0}, e[6] = {10, 0, 0, 0, 0, 0};
+  int n = 4;
+  double* table = nullptr;
+  ASSERT_EQ(k5x::interpolationtable(st, s, e, &n, &table), 0);
+  ASSERT_NE(st.table, nullptr);
+  EXPECT_EQ(k5x::ctx_set(st, nullptr, nullptr, demo.c_str(), nullptr, nullptr), 0);
+  EXPECT_EQ(st.table, nullptr);
+  EXPECT_EQ(st.table_capacity, 0);
 }
 
 TEST_F(Context, DirectLoadDoesNotTouchTheStore) {
