@@ -205,10 +205,11 @@ int l2m(State& st, const double l[6], double m[6]) {
   } else {
     evaluate(st, kZero3, q + 3);
     inverse_or_identity(st, frame_of(st, mc.frame), finv);
-    double d[3];
-    m3apply(frame_of(st, mc.workpiece), q, d);
-    vadd(origin_of(st, mc.workpiece), d, d);
-    vsub(origin_of(st, mc.tool_head), d, d);  // (w + W l) - head
+    // (w - head) + W l, summed in that order so that the result is reproducible to the bit.
+    double d[3], wl[3];
+    vsub(origin_of(st, mc.tool_head), origin_of(st, mc.workpiece), d);
+    m3apply(frame_of(st, mc.workpiece), q, wl);
+    vadd(d, wl, d);
     m3apply(finv, d, m);
   }
   double off[3];

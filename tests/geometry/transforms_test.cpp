@@ -169,6 +169,41 @@ TEST(TableMachine, TipInRotatedWorkpiece) {
   expect_near3(about_x, p);
 }
 
+// Only X and Z exist: Y keeps whatever the caller had there.
+TEST(PointToMachine, UnboundLetterIsNotWritten) {
+  State st;
+  ASSERT_EQ(0, k5x_test::load_text(st,
+                                    "nommachine = XZ\nbati = Z, Frame\n"
+                                    "axe = AXE_X, X, X\naxe = AXE_Z, Z, Z\noutil = Z, 0, 0, 0\n"
+                                    "lien = AXE_BATI\npiece = X, Y, 0, 0, 0\n"
+                                    "position = 0, 0, 0, 0, 0, 0\n"));
+  const double p[3] = {4.0, 0.0, -9.0}, abc[3] = {0.0, 0.0, 0.0};
+  double xyz[3] = {0.0, 123.0, 0.0};
+  EXPECT_EQ(0, k5x::pts2xyz(st, p, abc, xyz));
+  const double expected[3] = {4.0, 123.0, -9.0};
+  expect_near3(expected, xyz);
+}
+
+// Rtcp 1 rebuilds the linear values as F^-1 ((w - pivot) + W l) - F^-1 (tip - pivot), grouped
+// as written: with w.x 0.1, pivot.x 0.3 and l.x 0.2 the rounding of that grouping shows.
+TEST(LocalToMachine, FullCompensationKeepsTheFormulaGrouping) {
+  State st;
+  ASSERT_EQ(0, k5x_test::load_text(st,
+                                    "nommachine = G\nbati = Z, Frame\naxe = AXE_X, X, X\n"
+                                    "axe = AXE_Y, Y, Y\naxe = AXE_Z, Z, Z\n"
+                                    "rotation = AXE_B, Y, 0, 1, 0.3, 0, 120, B\n"
+                                    "outil = Z, 0.3, 0, 0\nlien = AXE_BATI\n"
+                                    "piece = X, Y, 0, 0, 0\nposition = 0, 0, 0, 0, 0, 0\n"));
+  const double t[16] = {1, 0, 0, 0.1, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+  ASSERT_EQ(0, k5x::set_piece(st, t));
+  k5x::set_rtcp(st, 1);
+  const double l[6] = {0.2, 0.0, 0.0, 0.0, 0.0, 0.0};
+  double m[6];
+  EXPECT_EQ(0, k5x::l2m(st, l, m));
+  const double w = 0.1, pivot = 0.3, tip = 0.3;
+  EXPECT_EQ(((w - pivot) + l[0]) - (tip - pivot), m[0]);
+}
+
 TEST(SetPiece, MissingWorkpieceOrLink) {
   const double identity[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
   State empty;
@@ -221,6 +256,31 @@ TEST_F(Subdivision, StepCountFollowsRadiusAndTolerance) {
   n = 1;
   k5x::xyzabc(st, s2, e2, &n, &table);
   EXPECT_EQ(3, n);
+}
+
+TEST_F(Subdivision, RadiusIsTheLargerOfStartAndEnd) {
+  // C by 10 deg with the tip 100 from the C axis at one end only: 2 steps either way round.
+  const double near[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0}, far[6] = {100.0, 0.0, 0.0, 0.0, 0.0, 10.0};
+  int n = 1;
+  k5x::xyzabc(st, near, far, &n, &table);
+  EXPECT_EQ(2, n);
+  n = 1;
+  k5x::xyzabc(st, far, near, &n, &table);
+  EXPECT_EQ(2, n);
+}
+
+// On DemoHead every head axis is measured from the line through the head's top (C pivot at z
+// 300), not through its own pivot: B by 10 deg with the tip at the origin has radius 300.
+// alpha = acos(299.95 / 300) = 0.018258 rad, 0.174533 / 0.036516 = 4.78 (radius 150: 3.38).
+TEST(SubdivisionHead, HeadAxesMeasuredFromTheToolHead) {
+  State st;
+  ASSERT_EQ(0, k5x_test::load_text(st, k5x_test::machine_text("DemoHead")));
+  k5x::set_rtcp(st, 0);
+  const double s[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0}, e[6] = {0.0, 0.0, 0.0, 0.0, 10.0, 0.0};
+  int n = 1;
+  double* table = nullptr;
+  EXPECT_EQ(0, k5x::xyzabc(st, s, e, &n, &table));
+  EXPECT_EQ(4, n);
 }
 
 TEST_F(Subdivision, ClampedAtFiveHundredWithCodeSeven) {

@@ -108,6 +108,60 @@ TEST_F(Interpolation, AllocationFailureGivesCodeEight) {
 #endif
 }
 
+// With X running along -X the local forms are not a round trip, so the rotary values that the
+// rebuild uses become visible. Hand derivations, halfway through each move:
+// - B head (pivot z 100, tool point at the origin): the tool-side B goes back to its start value
+//   under both rtcp 1 and 2, giving X = -50 - 50 sqrt2, Z = 50 sqrt2 - 50 (the blended B would
+//   give X = 50 sqrt2 - 50).
+// - C table at the origin, tool at x -10: with rtcp 1 C goes back to 0 and the row is
+//   (0, -5 sqrt2, 0); with rtcp 2 C stays blended and the row is the plain blend (10, 0, 0).
+struct SubstitutionCase {
+  const char* text;
+  int rtcp;
+  double p1[6];
+  double expected[3];
+};
+
+const char kMirroredHead[] =
+    "nommachine = MH\nbati = Z, Frame\naxe = AXE_X, -X, X\naxe = AXE_Y, Y, Y\n"
+    "axe = AXE_Z, Z, Z\nrotation = AXE_B, Y, 0, 1, 0, 0, 100, B\noutil = Z, 0, 0, 0\n"
+    "lien = AXE_BATI\npiece = X, Y, 0, 0, 0\nposition = 0, 0, 0, 0, 0, 0\n";
+const char kMirroredTable[] =
+    "nommachine = MT\nbati = Z, Frame\naxe = AXE_X, -X, X\naxe = AXE_Y, Y, Y\n"
+    "axe = AXE_Z, Z, Z\noutil = Z, 0, 0, 0\nlien = AXE_BATI\n"
+    "rotation = AXE_C, Z, 0, 1, 0, 0, 0, C\npiece = X, Y, 0, 0, 0\n"
+    "position = 0, 0, 0, 0, 0, 0\n";
+const double kR2 = 1.4142135623730951;
+
+class Substitution : public ::testing::TestWithParam<SubstitutionCase> {};
+
+TEST_P(Substitution, RotaryRunsRebuiltFromTheStart) {
+  const SubstitutionCase& c = GetParam();
+  State st;
+  ASSERT_EQ(0, k5x_test::load_text(st, c.text));
+  k5x::set_rtcp(st, c.rtcp);
+  double p0[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
+  p0[0] = c.p1[0];
+  double out[6];
+  k5x::interpolation(st, p0, c.p1, 0.5, out);
+  int n = 2;
+  double* table = nullptr;
+  k5x::interpolationtable(st, p0, c.p1, &n, &table);
+  for (int k = 0; k < 3; ++k) {
+    EXPECT_NEAR(c.expected[k], out[k], 1e-9) << "value " << k;
+    EXPECT_NEAR(c.expected[k], table[k], 1e-9) << "row 0 value " << k;
+  }
+  for (int k = 3; k < 6; ++k) EXPECT_EQ(c.p1[k] / 2.0, out[k]);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    MirroredX, Substitution,
+    ::testing::Values(
+        SubstitutionCase{kMirroredHead, 1, {0, 0, 0, 0, 90, 0}, {-50 - 50 * kR2, 0, 50 * kR2 - 50}},
+        SubstitutionCase{kMirroredHead, 2, {0, 0, 0, 0, 90, 0}, {-50 - 50 * kR2, 0, 50 * kR2 - 50}},
+        SubstitutionCase{kMirroredTable, 1, {10, 0, 0, 0, 0, 90}, {0, -5 * kR2, 0}},
+        SubstitutionCase{kMirroredTable, 2, {10, 0, 0, 0, 0, 90}, {10, 0, 0}}));
+
 struct RtcpCase {
   const char* machine;
   int rtcp;
