@@ -128,7 +128,11 @@ TEST_F(DemoHead, ChoiceBetweenTheTwoSolutions) {
     double prev_b, prev_c, b, c;
   } cases[] = {{0, -100.0, 80.0, -30.0, 180.0}, {1, -100.0, 80.0, 30.0, 0.0},
                {2, -100.0, 80.0, -30.0, 180.0}, {2, -5.0, 10.0, -30.0, 180.0},
-               {0, -5.0, 10.0, 30.0, 0.0},      {2, 0.0, 0.0, -30.0, 180.0}};
+               {0, -5.0, 10.0, 30.0, 0.0},      {2, 0.0, 0.0, -30.0, 180.0},
+               // Nearer by less than epsilon is no reason to swap: B (step 7) and the whole
+               // solutions (choice) keep their first place.
+               {2, 2e-7, 0.0, -30.0, 180.0},    {1, 0.0, 90.0 - 2e-7, -30.0, 180.0},
+               {0, 0.0, 90.0 - 2e-7, -30.0, 180.0}};
   for (const Case& c : cases) {
     st.machine.mode = c.mode;
     const double prev[3] = {0.0, c.prev_b, c.prev_c};
@@ -321,6 +325,22 @@ TEST(SolverEdges, SecondAxisAlongTheToolKeepsItsValue) {
   tool_dir(st, at, got);
   EXPECT_NEAR(got[1], -0.6, 1e-9);
   EXPECT_NEAR(got[2], 0.8, 1e-9);
+}
+
+// A tool a hair (5e-7) off the second axis is still along it: r * s must exceed epsilon, not 0.
+TEST(SolverEdges, SecondAxisWithinEpsilonOfTheToolKeepsItsValue) {
+  State st;
+  load(st, kCUnderA);
+  double* tool = st.machine.records[st.machine.tool].direction;
+  tool[0] = 5e-7;
+  tool[1] = 0.0;
+  tool[2] = 1.0;
+  const double prev[3] = {10.0, 0.0, 33.0};
+  const double up[3] = {0.0, 0.0, 1.0};
+  double out[3];
+  EXPECT_EQ(k5x::ijk2abc(st, up, prev, out), 0);
+  EXPECT_EQ(out[2], 33.0);
+  EXPECT_EQ(st.sol2[2], 33.0);
 }
 
 TEST(SolverEdges, UnreachableDirectionStillWritesTheOutputs) {

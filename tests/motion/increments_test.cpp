@@ -147,6 +147,12 @@ TEST_F(TwoIndexed, OnTheGridWithinEpsilonIsLeftAlone) {
     EXPECT_EQ(k5x::increment_compute(st, in, dir, out), 0.0);
     for (int i = 0; i < 3; ++i) EXPECT_EQ(out[i], in[i]);
   }
+  // A remainder of exactly epsilon is still on the grid (0.5 keeps the arithmetic exact).
+  st.eps = 0.5;
+  const double edge[3] = {0.0, 30.5, -15.5};
+  double out[3];
+  EXPECT_EQ(k5x::increment_compute(st, edge, dir, out), 0.0);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(out[i], edge[i]);
 }
 
 TEST_F(TwoIndexed, BestCandidateAndItsDeviation) {
@@ -161,6 +167,23 @@ TEST_F(TwoIndexed, BestCandidateAndItsDeviation) {
   double got[3];
   tool_dir(st, out, got);
   EXPECT_NEAR(dev, angle_between(got, want), 1e-9);
+}
+
+// Aimed at B = 37.6, C = 30: the first candidate (30, 30) is 7.6 degrees off, the later (45, 30)
+// 7.4. A later candidate must be better by more than half an epsilon (radians) to win.
+TEST_F(TwoIndexed, LaterCandidateMustWinByHalfAnEpsilon) {
+  const double aim[3] = {0.0, 37.6, 30.0};
+  double want[3];
+  tool_dir(st, aim, want);
+  const double in[3] = {0.0, 37.0, 30.5};
+  double out[3];
+  EXPECT_NEAR(k5x::increment_compute(st, in, want, out), 7.4, 1e-9);
+  EXPECT_EQ(out[1], 45.0);
+  EXPECT_EQ(out[2], 30.0);
+  st.eps = 0.01;  // 0.2 degrees is about 0.0035 rad: less than half of it
+  EXPECT_NEAR(k5x::increment_compute(st, in, want, out), 7.6, 1e-9);
+  EXPECT_EQ(out[1], 30.0);
+  EXPECT_EQ(out[2], 30.0);
 }
 
 TEST_F(TwoIndexed, EveryCandidateSkippedGives180) {
