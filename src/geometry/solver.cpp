@@ -11,7 +11,10 @@ namespace k5x {
 
 namespace {
 
-constexpr double kRadToDeg = 180.0 / kPi;
+// Conversions as value * pi / 180 and value * 180 / pi, not by a folded constant: the two can
+// differ in the last bit, and the solver's angles must be reproducible exactly.
+inline double deg_to_rad(double deg) { return deg * kPi / 180.0; }
+inline double rad_to_deg(double rad) { return rad * 180.0 / kPi; }
 
 // Beyond this many turns the step loops below would take too long (or, at magnitudes where
 // adding 360 no longer changes the value, never end); such inputs are first brought near by a
@@ -67,7 +70,7 @@ double solve_first_axis(const double d1[3], const double t[3], double prev_f1, d
   vcross(d1, w, v);
   const double gamma = atan2_eps(vdot(t, v), vdot(t, w), eps);
   rotate_vector(d1, gamma, u, eps);
-  return wrap_loose(gamma * kRadToDeg, prev_f1);
+  return wrap_loose(rad_to_deg(gamma), prev_f1);
 }
 
 }  // namespace
@@ -123,7 +126,7 @@ int ijk2abc(State& st, const double ijk[3], const double prev_in[3], double out[
     if (fixed[i]) {
       double d[3];
       m3apply(rot, rec.direction, d);
-      rotate_frame(d, prev[idx] * kDegToRad, rot, eps);
+      rotate_frame(d, deg_to_rad(prev[idx]), rot, eps);
     } else if (k == 0) {
       m3apply(rot, rec.direction, d1);
       f1 = idx;
@@ -152,11 +155,11 @@ int ijk2abc(State& st, const double ijk[3], const double prev_in[3], double out[
     vscale(d2, vdot(u, d2), p);
     const double r = vdistance(u, p);
     if (r * s > eps) {
-      const double alpha = acos_clamped((vdot(d1, t) - vdot(d1, p)) / (r * s)) * kRadToDeg;
+      const double alpha = rad_to_deg(acos_clamped((vdot(d1, t) - vdot(d1, p)) / (r * s)));
       const double sigma = f2rec->sens < 0 ? -1.0 : 1.0;
       sol1[f2] = sigma * alpha;
       sol2[f2] = -sigma * alpha;
-      const double beta = acos_clamped((vdot(d1, u) - vdot(d1, p)) / (r * s)) * kRadToDeg;
+      const double beta = rad_to_deg(acos_clamped((vdot(d1, u) - vdot(d1, p)) / (r * s)));
       if (vdot(u, n) < eps) {
         sol1[f2] += beta;
         sol2[f2] += beta;
@@ -172,8 +175,8 @@ int ijk2abc(State& st, const double ijk[3], const double prev_in[3], double out[
         sol2[f2] = tmp;
       }
     }
-    rotate_vector(d2, sol1[f2] * kDegToRad, u, eps);
-    rotate_vector(d2, sol2[f2] * kDegToRad, u2, eps);
+    rotate_vector(d2, deg_to_rad(sol1[f2]), u, eps);
+    rotate_vector(d2, deg_to_rad(sol2[f2]), u2, eps);
   }
 
   if (k >= 1) {

@@ -110,7 +110,7 @@ void raise_radii(const State& st, double r[6]) {
 int axis_steps(double r, double t, double delta) {
   if (!(r > t)) return 1;
   const double alpha = acos_clamped((r - t) / r);
-  const double q = std::fabs(delta) * kDegToRad / (2.0 * alpha);
+  const double q = std::fabs(delta) * kPi / 180.0 / (2.0 * alpha);
   if (!(q >= 1.0)) return 1;  // also a NaN from a zero move with a zero angle
   if (q >= 1e9) return 1000000000;
   return static_cast<int>(q);
