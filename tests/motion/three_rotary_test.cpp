@@ -168,6 +168,104 @@ TEST_F(ThreeRotary, IndexedCStepsThroughItsWindow) {
   EXPECT_EQ(st.eps, 1e-06);
 }
 
+// The discrete axis from the test counts on A [-45, 45], B [-100, 100], C [-180, 180]: the ties
+// and the pick of an axis without tests follow the rule as it stands.
+struct DiscreteCase {
+  const char* increments;
+  const char* header;  // after "k5x_ex_getabc_3r(0) : 3r / discrete on "
+};
+
+class DiscreteAxis : public ThreeRotary, public ::testing::WithParamInterface<DiscreteCase> {};
+
+TEST_P(DiscreteAxis, FollowsTheCountRule) {
+  load(GetParam().increments);
+  const double abc[3] = {10.0, 20.0, 30.0};
+  double dir[3];
+  direction_at(abc, dir);
+  double out[3] = {0.0, 0.0, 0.0};
+  const int r = solve(dir, abc, out, 0);
+  const std::vector<std::string> l = lines_of(trace);
+  ASSERT_GE(l.size(), 7u);
+  EXPECT_EQ(l[6], std::string("k5x_ex_getabc_3r(0) : 3r / discrete on ") + GetParam().header);
+  if (std::string(GetParam().header).find(", 0 tests") != std::string::npos) {
+    EXPECT_EQ(r, -1);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Counts, DiscreteAxis,
+    ::testing::Values(
+        // 11, 11, 0: NA = NB and NB > NC give B.
+        DiscreteCase{"increment = AXE_A, 9\nincrement = AXE_B, 20\n", "1 (B), 11 tests"},
+        // 19, 11, 11: NB = NC gives C.
+        DiscreteCase{"increment = AXE_A, 5\nincrement = AXE_B, 20\nincrement = AXE_C, 36\n",
+                     "2 (C), 11 tests"},
+        // 11, 21, 11: NA < NB but not below NC gives C.
+        DiscreteCase{"increment = AXE_A, 9\nincrement = AXE_B, 10\nincrement = AXE_C, 36\n",
+                     "2 (C), 11 tests"},
+        // 0, 41, 73: A, which has no tests.
+        DiscreteCase{"increment = AXE_B, 5\nincrement = AXE_C, 5\n", "0 (A), 0 tests"},
+        // 19, 41, 73.
+        DiscreteCase{"increment = AXE_A, 5\nincrement = AXE_B, 5\nincrement = AXE_C, 5\n",
+                     "0 (A), 19 tests"}));
+
+// A window starting above 0 starts on its own first multiple: C over [30, 120] in 15-degree steps
+// is tested at 30, 45, ..., 120.
+TEST_F(ThreeRotary, DiscreteStartsAtAPositiveMinimum) {
+  load("increment = AXE_C, 15\n");
+  st.machine.travel_min[5] = 30.0;
+  st.machine.travel_max[5] = 120.0;
+  const double abc[3] = {10.0, 20.0, 60.0};
+  double dir[3];
+  direction_at(abc, dir);
+  double out[3] = {0.0, 0.0, 0.0};
+  EXPECT_EQ(solve(dir, abc, out, 0), 1);
+  std::vector<double> values;
+  for (const std::string& line : lines_of(trace)) {
+    double v = 0.0;
+    if (std::sscanf(line.c_str(), "Axis 2 (C) at %lf :", &v) == 1) values.push_back(v);
+  }
+  ASSERT_EQ(values.size(), 7u);
+  for (int i = 0; i < 7; ++i) EXPECT_DOUBLE_EQ(values[i], 30.0 + 15.0 * i);
+}
+
+// The middle of C's travel per travel kind, as the header shows it.
+struct MiddleCase {
+  double min, max;
+  const char* courses_end;
+  const char* middle_end;
+};
+
+class TravelMiddle : public ThreeRotary, public ::testing::WithParamInterface<MiddleCase> {};
+
+TEST_P(TravelMiddle, ShownInTheHeader) {
+  load();
+  st.machine.travel_min[5] = GetParam().min;
+  st.machine.travel_max[5] = GetParam().max;
+  const double abc[3] = {10.0, 20.0, 30.0};
+  double dir[3], out[3];
+  direction_at(abc, dir);
+  solve(dir, abc, out, 0);
+  const std::vector<std::string> l = lines_of(trace);
+  ASSERT_GE(l.size(), 6u);
+  const std::string courses_end = GetParam().courses_end;
+  const std::string middle_end = GetParam().middle_end;
+  ASSERT_GE(l[2].size(), courses_end.size());
+  ASSERT_GE(l[5].size(), middle_end.size());
+  EXPECT_EQ(l[2].substr(l[2].size() - courses_end.size()), courses_end);
+  EXPECT_EQ(l[5].substr(l[5].size() - middle_end.size()), middle_end);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, TravelMiddle,
+    ::testing::Values(MiddleCase{10.0, 100.0, "/ lim=0", "mid=  55.000"},
+                      MiddleCase{0.0, 360.0, "/ lim=0", "mid= 180.000"},
+                      MiddleCase{-0.5, 360.502, "/ lim=0", "mid=   0.000"},
+                      MiddleCase{20.0, 1e7, "/ lim=1", "mid= 200.000"},
+                      MiddleCase{-20.0, 1e7, "/ lim=1", "mid=   0.000"},
+                      MiddleCase{-1e7, -30.0, "/ lim=-1", "mid=-210.000"},
+                      MiddleCase{-1e7, 30.0, "/ lim=-1", "mid=   0.000"}));
+
 // In mode 1 the stepped axis's travel is narrowed per test and left at its window afterwards.
 TEST_F(ThreeRotary, IndexedModeOneLeavesTheWindow) {
   load("increment = AXE_C, 15\n");
@@ -272,6 +370,14 @@ TEST_P(ThreeRotaryContinuous, ChosenSolutionReproducesDirection) {
   EXPECT_EQ(count_prefix(l, "k5x_ex_getabc_3r(" + std::to_string(c.mode) + ") : 3r cont."), 1);
   EXPECT_TRUE(starts_with(l.back(), "k5x_ex_getabc_3r, ABC=("));
   EXPECT_NE(l.back().find("r=1"), std::string::npos);
+  // Outside modes 1 and 2 the relaxed solves run at min(0.1, 1000 * 1e-06).
+  if (c.mode == 0) {
+    for (const std::string& line : l) {
+      if (starts_with(line, "step 1, lock=")) {
+        EXPECT_NE(line.find("t=0.00100"), std::string::npos) << line;
+      }
+    }
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, ThreeRotaryContinuous,

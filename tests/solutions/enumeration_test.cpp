@@ -217,6 +217,42 @@ TEST_F(Enumeration, FreeAxisFilterKeepsOnlyTheHead) {
   EXPECT_NEAR(list[2], 0.0, 1e-9);  // the first seed's solution
 }
 
+// B free to +-400 reaches the downward tool at B = -360, 0 and 360, each with C free. The flagged
+// entries at B = +-360 differ from the head on B, yet only the head survives the filter.
+TEST_F(Enumeration, FlaggedEntriesDifferingOnFixedAxesAreDroppedToo) {
+  load(k5x_test::machine_text("DemoHead") +
+       "coursemaximum = AXE_B, 400\ncourseminimum = AXE_B, -400\n");
+  const double down[3] = {0.0, 0.0, -1.0};
+  double* list = nullptr;
+  const int plain = all(down, &list);
+  bool turned = false;
+  for (int i = 0; i < plain; ++i)
+    turned = turned || std::fabs(std::fabs(list[3 * i + 1]) - 360.0) < 1e-9;
+  ASSERT_TRUE(turned);
+  int* flags = nullptr;
+  ASSERT_EQ(all(down, &list, &flags), 1);
+  EXPECT_EQ(flags[0], 4);
+  EXPECT_NEAR(list[1], 0.0, 1e-9);
+}
+
+// C folds into [0, 360) by its law 2 and travels 0 to 360. From the first seeds the solver's
+// mode-0 answer is (B 30, C -30), out of travel; its folded form (30, 330) is checked by direction
+// with the tool length raised from 0 and becomes the first entry. Without that retry the first
+// in-travel entry would be the other branch (B -30, C 150).
+TEST_F(Enumeration, FoldedRetryComesFirstAtZeroToolLength) {
+  load(head_table("coursemaximum = AXE_C, 360\ncourseminimum = AXE_C, 0\n",
+                  "rotation = AXE_C, Z, 2, 1, 0, 0, 0, Table C\n"));
+  ASSERT_EQ(st.machine.outil, 0.0);
+  const double target[3] = {0.0, 30.0, -30.0};
+  double dir[3];
+  chain_direction(st, target, dir);
+  double abc[3] = {0.0, 0.0, 0.0};
+  ASSERT_EQ(k5x::ex_getinit_ijk_2_abc_not_hc(st, dir, abc), 1);
+  EXPECT_NEAR(abc[1], 30.0, 1e-9);
+  EXPECT_NEAR(abc[2], 330.0, 1e-9);
+  EXPECT_EQ(st.machine.outil, 0.0);
+}
+
 // With C indexed in 5-degree steps the probe moves C by two steps: a one-degree probe would be
 // snapped back onto the grid and C would not look free.
 TEST_F(Enumeration, FreeAxisProbeFollowsTheIncrement) {
