@@ -6,7 +6,11 @@
 #include <vector>
 
 #include "cli/embedded_machines.h"
+#include "geometry/chain.h"
+#include "geometry/kernel.h"
 #include "machine/loader.h"
+
+#include <cmath>
 
 namespace k5x_test {
 
@@ -48,6 +52,30 @@ std::string machine_text(const std::string& name) {
     std::abort();
   }
   return m->text;
+}
+
+void chain_tool_direction(k5x::State& st, const double abc[3], double dir[3]) {
+  const double q[6] = {0.0, 0.0, 0.0, abc[0], abc[1], abc[2]};
+  k5x::machine_eval(st, q);
+  const k5x::AxisRecord& tool = st.machine.records[st.machine.tool];
+  const k5x::AxisRecord& wp = st.machine.records[st.machine.workpiece];
+  const double z[3] = {tool.frame[2], tool.frame[5], tool.frame[8]};
+  for (int i = 0; i < 3; ++i)
+    dir[i] = wp.frame[i] * z[0] + wp.frame[3 + i] * z[1] + wp.frame[6 + i] * z[2];
+}
+
+double angle_between_deg(const double a[3], const double b[3]) {
+  double c[3];
+  k5x::vcross(a, b, c);
+  return std::atan2(k5x::vnorm(c), k5x::vdot(a, b)) * 180.0 / k5x::kPi;
+}
+
+bool within_rotary_travel(const k5x::State& st, const double abc[3]) {
+  for (int i = 0; i < 3; ++i)
+    if (abc[i] < st.machine.travel_min[3 + i] - st.machine.travel_tol ||
+        abc[i] > st.machine.travel_max[3 + i] + st.machine.travel_tol)
+      return false;
+  return true;
 }
 
 }  // namespace k5x_test

@@ -17,6 +17,15 @@ int load_text(k5x::State& st, const std::string& text);
 // "IndexedTable"); aborts the test program on an unknown name.
 std::string machine_text(const std::string& name);
 
+// Second route to the tool direction, independent of the library's transforms: evaluates the
+// chain at (0, 0, 0, abc) and returns the tool frame's third column in workpiece coordinates
+// (workpiece frame transposed, as it is orthonormal).
+void chain_tool_direction(k5x::State& st, const double abc[3], double dir[3]);
+// Angle between two directions in degrees, accurate near 0 and 180 (atan2 of |a x b| and a . b).
+double angle_between_deg(const double a[3], const double b[3]);
+// True when A, B and C lie within the loaded travel, tolerance included.
+bool within_rotary_travel(const k5x::State& st, const double abc[3]);
+
 }  // namespace k5x_test
 
 #endif  // K5X_TESTS_TEST_MACHINES_H
