@@ -56,6 +56,10 @@ const char kPostHelp[] =
     "                     2 head only\n"
     "  --tool-length L    tool length\n"
     "  --tolerance T      tolerance of the subdivision\n"
+    "  --increment-tolerance D\n"
+    "                     on indexed rotary axes, accept a position snapped onto the\n"
+    "                     axes' steps when the tool direction moves by less than D\n"
+    "                     degrees (default 0.005); D <= 0 always snaps\n"
     "  --subdivide        insert between consecutive positions the intermediate positions\n"
     "                     that keep the tool within the tolerance\n"
     "  --svg FILE         plot the six axes along the toolpath into FILE (SVG), with the\n"
@@ -154,6 +158,8 @@ struct PostArgs {
   int mode = -1, rtcp = -1;
   bool has_tool_length = false, has_tolerance = false;
   double tool_length = 0.0, tolerance = 0.0;
+  bool has_increment_tolerance = false;
+  double increment_tolerance = 0.0;
   bool subdivide = false, skip_bad = false;
 };
 
@@ -192,6 +198,9 @@ int parse_args(int argc, char** argv, PostArgs* a) {
       if (!take_numbers(kCmd, argc, argv, &i, 1, &a->tolerance)) return 2;
       if (!(a->tolerance > 0.0)) return usage_error(kCmd, "--tolerance must be above 0");
       a->has_tolerance = true;
+    } else if (std::strcmp(s, "--increment-tolerance") == 0) {
+      if (!take_numbers(kCmd, argc, argv, &i, 1, &a->increment_tolerance)) return 2;
+      a->has_increment_tolerance = true;
     } else if (std::strcmp(s, "--subdivide") == 0) {
       a->subdivide = true;
     } else if (std::strcmp(s, "--skip-bad") == 0) {
@@ -347,6 +356,13 @@ int run_post(const PostArgs& a) {
   if (a.rtcp >= 0) k5x_set_rtcp(a.rtcp);
   if (a.has_tool_length) k5x_set_outil(a.tool_length);
   if (a.has_tolerance) k5x_set_tol(a.tolerance);
+  // Snapping only runs on a machine whose file switched increments on (behaviour above 0).
+  if (a.has_increment_tolerance && k5x_get_increment_behaviour() > 0) {
+    if (a.increment_tolerance > 0.0)
+      k5x_set_increment_behaviour(1, a.increment_tolerance);
+    else
+      k5x_set_increment_behaviour(2, -1.0);
+  }
   k5x_increment_deviation_reset();
 
   if (demo) {
