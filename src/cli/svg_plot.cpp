@@ -12,7 +12,7 @@ const char* const kAxisNames[6] = {"X", "Y", "Z", "A", "B", "C"};
 const char* const kColors[6] = {"#d62728", "#2ca02c", "#1f77b4", "#d62728", "#2ca02c", "#1f77b4"};
 
 const double kWidth = 1000.0;
-const double kLeft = 80.0, kRight = 110.0;
+const double kLeft = 80.0, kRight = 130.0;
 const double kPanelHeight = 300.0, kPanelGap = 70.0, kTop = 50.0;
 
 std::string xml_escape(const char* s) {
@@ -144,13 +144,18 @@ bool SvgPlot::write(std::FILE* f, const char* title, const PlotAxes& axes) const
                  "<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\" fill=\"none\" "
                  "stroke=\"#888\"/>\n",
                  kLeft, top, plot_w, kPanelHeight);
-    for (int k = 0; k <= 4; ++k) {
-      const double v = lo + (hi - lo) * k / 4.0;
+    // Grid lines on round values: a step of 1, 2 or 5 times a power of ten, about five lines.
+    const double raw = (hi - lo) / 5.0;
+    const double mag = std::pow(10.0, std::floor(std::log10(raw)));
+    const double r = raw / mag;
+    const double step = (r < 1.5 ? 1.0 : r < 3.5 ? 2.0 : r < 7.5 ? 5.0 : 10.0) * mag;
+    for (double v = std::ceil(lo / step) * step; v <= hi; v += step) {
       const double y = ypix(v);
       std::fprintf(f,
                    "<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke=\"#eee\"/>"
                    "<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"end\">%.4g</text>\n",
-                   kLeft, y, kLeft + plot_w, y, kLeft - 6, y + 4, v);
+                   kLeft, y, kLeft + plot_w, y, kLeft - 6, y + 4,
+                   std::fabs(v) < step * 1e-9 ? 0.0 : v);  // no "-1.1e-13" for zero
     }
     std::fprintf(f, "<text x=\"%.1f\" y=\"%.1f\">0</text>", kLeft, bottom + 16);
     std::fprintf(f, "<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"end\">%ld</text>\n", kLeft + plot_w,
@@ -200,8 +205,8 @@ bool SvgPlot::write(std::FILE* f, const char* title, const PlotAxes& axes) const
       std::fprintf(f,
                    "<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke=\"%s\" "
                    "stroke-width=\"2\"/><text x=\"%.1f\" y=\"%.1f\">%s</text>\n",
-                   kLeft + plot_w + 40, ly - 4, kLeft + plot_w + 60, ly - 4, kColors[k],
-                   kLeft + plot_w + 64, ly, kAxisNames[k]);
+                   kLeft + plot_w + 66, ly - 4, kLeft + plot_w + 86, ly - 4, kColors[k],
+                   kLeft + plot_w + 90, ly, kAxisNames[k]);
       ly += 16;
     }
     std::fprintf(f, "</g>\n");
