@@ -1,33 +1,22 @@
+#include "geometry/chain.h"
+
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <array>
 #include <string>
 
-#include "geometry/chain.h"
 #include "test_machines.h"
 
 namespace {
 
 using namespace k5x;
+using Vec = std::array<double, 3>;
 
-void expect_vec(const double* got, double x, double y, double z, double tol = 1e-9) {
-  EXPECT_NEAR(got[0], x, tol);
-  EXPECT_NEAR(got[1], y, tol);
-  EXPECT_NEAR(got[2], z, tol);
+void expect_vec(const Vec& want, const double* got, double tol = 1e-9) {
+  for (int k = 0; k < 3; ++k) EXPECT_NEAR(want[k], got[k], tol) << "component " << k;
 }
-
 // Column c of a row-major 3x3 frame.
-void expect_col(const double* m, int c, double x, double y, double z, double tol = 1e-9) {
-  const double col[3] = {m[c], m[3 + c], m[6 + c]};
-  expect_vec(col, x, y, z, tol);
-}
-
-const AxisRecord& rec(const State& st, int id) {
-  const AxisRecord* r = record_by_id(st, id);
-  EXPECT_NE(r, nullptr) << "identifier " << id;
-  static AxisRecord none{};
-  return r != nullptr ? *r : none;
-}
+Vec col(const double* m, int c) { return {m[c], m[3 + c], m[6 + c]}; }
 
 class Chain : public ::testing::Test {
  protected:
@@ -36,245 +25,124 @@ class Chain : public ::testing::Test {
     const double q[6] = {x, y, z, a, b, c};
     machine_eval(st, q);
   }
+  const AxisRecord& rec(int id) {
+    const AxisRecord* r = record_by_id(st, id);
+    if (r == nullptr) ADD_FAILURE() << "no record " << id;
+    return r != nullptr ? *r : st.machine.records[0];
+  }
   State st;
 };
 
-// A single X slide carrying the tool; the workpiece sits on the frame.
-const char kSlide[] =
-    "nommachine = Slide\n"
-    "bati = Z, Frame\n"
-    "axe = AXE_X, X, Slide X\n"
-    "outil = Z, 0, 0, 100\n"
-    "lien = AXE_BATI\n"
-    "piece = X, Y, 0, 0, 0\n"
+// Two X slides (both move, offset 5) carry the tool; a Y table carries the workpiece.
+const char kLinear[] =
+    "nommachine = L\nbati = Z, F\naxe = AXE_X, X, X1\naxe = AXE_X, X, X2\n"
+    "outil = Z, 0, 0, 100\nlien = AXE_BATI\naxe = AXE_Y, Y, Y\npiece = X, Y, 0, 0, 0\n"
     "position = 5, 0, 0, 0, 0, 30\n";
 
-// A rotary table C pivoting about (10, 0, 0), carrying a Y pallet slide (whose point is the
-// origin) with the workpiece on it.
+// A C table pivoting about (10, 0, 0), carrying a Y pallet (point at the origin) and the workpiece.
 const char kTableC[] =
-    "nommachine = TableC\n"
-    "bati = Z, Frame\n"
-    "rotation = AXE_C, Z, 0, 1, 10, 0, 0, Table C\n"
-    "axe = AXE_Y, Y, Pallet Y\n"
-    "piece = X, Y, 0, 0, 0\n"
-    "lien = AXE_BATI\n"
-    "outil = Z, 0, 0, 100\n"
+    "nommachine = TableC\nbati = Z, Frame\nrotation = AXE_C, Z, 0, 1, 10, 0, 0, Table C\n"
+    "axe = AXE_Y, Y, Pallet Y\npiece = X, Y, 0, 0, 0\nlien = AXE_BATI\noutil = Z, 0, 0, 100\n"
     "position = 0, 0, 0, 0, 0, 0\n";
 
-// The workpiece rides on an X table; the tool on a Z ram.
-const char kTableX[] =
-    "nommachine = TableX\n"
-    "bati = Z, Frame\n"
-    "axe = AXE_Z, Z, Ram\n"
-    "outil = Z, 0, 0, 0\n"
-    "lien = AXE_BATI\n"
-    "axe = AXE_X, X, Table X\n"
-    "piece = X, Y, 0, 0, 0\n"
-    "position = 0, 0, 0, 0, 0, 0\n";
-
-TEST_F(Chain, LinearAxisMovesTheToolByValueMinusOffset) {
-  load(kSlide);
-  eval(15, 0, 0, 0, 0, 0);  // offset 5: moves by 10
-  expect_vec(rec(st, kIdX).origin, 10, 0, 0);
-  expect_vec(rec(st, kIdTool).origin, 10, 0, 100);
-  expect_vec(rec(st, kIdWorkpiece).origin, 0, 0, 0);
-  expect_col(rec(st, kIdTool).frame, 2, 0, 0, 1);
+TEST_F(Chain, LinearAxesMoveByValueMinusOffsetAndTableSidesNegated) {
+  load(kLinear);
+  eval(15, 7, 0, 0, 0, 0);
+  expect_vec({20, 0, 100}, rec(kIdTool).origin);
+  expect_vec({0, -7, 0}, rec(kIdWorkpiece).origin);
   eval(5, 0, 0, 0, 0, 0);  // back at the reference: nothing accumulates between calls
-  expect_vec(rec(st, kIdTool).origin, 0, 0, 100);
+  expect_vec({0, 0, 100}, rec(kIdTool).origin);
+  expect_vec({0, 0, 0}, rec(kIdWorkpiece).origin);
 }
 
-TEST_F(Chain, TableAxisTurnsTheWorkpieceTheOtherWay) {
-  load(kTableC);
-  eval(0, 0, 0, 0, 0, 90);
-  // Factor -pi/180: C = +90 turns the table by -90 degrees about +Z through the pivot, so the
-  // pallet's point (-10, 0, 0) from the pivot goes to (0, 10, 0) from it.
-  expect_vec(rec(st, kIdY).origin, 10, 10, 0);
-  const AxisRecord& wp = rec(st, kIdWorkpiece);
-  expect_vec(wp.origin, 10, 10, 0);
-  expect_col(wp.frame, 0, 0, -1, 0);
-  expect_col(wp.frame, 1, 1, 0, 0);
-  expect_col(wp.frame, 2, 0, 0, 1);
-  expect_vec(rec(st, kIdTool).origin, 0, 0, 100);
-  // The pallet slides along its turned axis (now world +X), negated as a workpiece-side axis.
-  eval(0, 5, 0, 0, 0, 90);
-  expect_vec(rec(st, kIdWorkpiece).origin, 5, 10, 0);
-  eval(0, 0, 0, 0, 0, -180);
-  expect_vec(rec(st, kIdWorkpiece).origin, 20, 0, 0);
-  expect_col(rec(st, kIdWorkpiece).frame, 0, -1, 0, 0);
-}
-
-TEST_F(Chain, TableSlideMovesTheWorkpieceNegatively) {
-  load(kTableX);
-  eval(10, 0, 5, 0, 0, 0);
-  expect_vec(rec(st, kIdWorkpiece).origin, -10, 0, 0);
-  expect_vec(rec(st, kIdTool).origin, 0, 0, 5);
-}
-
-TEST_F(Chain, HeadRotationCarriesTheToolAroundThePivot) {
+TEST_F(Chain, HeadRotationsComposeAndEmptyStateDoesNothing) {
   load(k5x_test::machine_text("DemoHead"));
-  // X, Y, Z carry C at (0, 0, 300) and B at (0, 0, 150); the tool sits at B's pivot - 150 in Z
-  // and points along -Z. B = +90 about +Y swings the tool tip to -X of the pivot, and the tool
-  // direction -Z to -X.
-  eval(1, 2, 3, 0, 90, 0);
-  const AxisRecord& tool = rec(st, kIdTool);
-  expect_vec(rec(st, kIdB).origin, 1, 2, 153);
-  expect_vec(tool.origin, -149, 2, 153);
-  expect_col(tool.frame, 2, -1, 0, 0);
-  // C = 90 first turns B's axis from +Y to -X; B = 90 about -X then turns -Z to -Y.
-  eval(0, 0, 0, 0, 90, 90);
-  expect_vec(rec(st, kIdTool).origin, 0, -150, 150);
-  expect_col(rec(st, kIdTool).frame, 2, 0, -1, 0);
-  expect_col(rec(st, kIdB).frame, 1, -1, 0, 0);
-}
-
-TEST_F(Chain, ToolTipIsOriginMinusLengthAlongToolAxis) {
-  load(k5x_test::machine_text("DemoHead"));
+  // C pivots at z 300, B at z 150 about +Y; the tool sits 150 below B's pivot, along -Z, 50
+  // long. C = 90 first turns B's axis from +Y to -X; B = 90 about -X then turns -Z to -Y.
   st.machine.outil = 50;
-  eval(1, 2, 3, 0, 90, 0);
+  eval(0, 0, 0, 0, 90, 90);
+  expect_vec({0, -150, 150}, rec(kIdTool).origin);
+  expect_vec({0, -1, 0}, col(rec(kIdTool).frame, 2).data());
   double tip[3];
-  tool_tip(st, tip);
-  expect_vec(tip, -99, 2, 153);
-  State empty;  // nothing loaded: evaluation has nothing to do, the tip is the origin
+  tool_tip(st, tip);  // origin minus the length along the tool's Z
+  expect_vec({0, -100, 150}, tip);
+  State empty;  // nothing loaded: evaluation does nothing, and the tip is the origin
   const double q[6] = {1, 2, 3, 4, 5, 6};
   machine_eval(empty, q);
-  EXPECT_EQ(empty.machine.record_count, 0);
-  double t2[3] = {9, 9, 9};
-  tool_tip(empty, t2);
-  expect_vec(t2, 0, 0, 0, 0);
+  tool_tip(empty, tip);
+  expect_vec({0, 0, 0}, tip, 0);
 }
 
-TEST_F(Chain, TurnedFrameKeepsItsOrientationAndCarriesTheChain) {
-  // "-Z" turns the frame half a turn about X: columns X, -Y, -Z. The evaluation never resets the
-  // frame, so its orientation reaches every record below it through the links.
-  load("nommachine = Upside\n"
-       "bati = -Z, Frame\n"
-       "axe = AXE_Z, Z, Ram\n"
-       "outil = Z, 0, 0, 100\n"
-       "lien = AXE_BATI\n"
-       "piece = X, Y, 0, 0, 0\n"
-       "position = 0, 0, 0, 0, 0, 0\n");
+TEST_F(Chain, TurnedFrameIsNeverResetAndCarriesTheChain) {
+  // "-Z" turns the frame half a turn about X: columns X, -Y, -Z, reaching every record below it.
+  load("nommachine = U\nbati = -Z, F\naxe = AXE_Z, Z, Z\noutil = Z, 0, 0, 100\n"
+       "lien = AXE_BATI\npiece = X, Y, 0, 0, 0\nposition = 0, 0, 0, 0, 0, 0\n");
   for (int pass = 0; pass < 2; ++pass) {
     SCOPED_TRACE(pass);
     eval(0, 0, 10, 0, 0, 0);
-    const AxisRecord& frame = rec(st, kIdFrame);
-    expect_col(frame.frame, 1, 0, -1, 0);
-    expect_col(frame.frame, 2, 0, 0, -1);
-    expect_vec(frame.origin, 0, 0, 0);
-    // Z slides along the frame's -Z; the tool sits 100 further along it.
-    expect_vec(rec(st, kIdZ).origin, 0, 0, -10);
-    expect_vec(rec(st, kIdTool).origin, 0, 0, -110);
-    expect_col(rec(st, kIdWorkpiece).frame, 2, 0, 0, -1);
+    expect_vec({0, 0, -10}, rec(kIdZ).origin);  // Z slides along the frame's -Z
+    expect_vec({0, 0, -110}, rec(kIdTool).origin);
+    expect_vec({0, 0, -1}, col(rec(kIdWorkpiece).frame, 2).data());
   }
 }
 
-TEST_F(Chain, BothAxesOfOneLetterMove) {
-  load("nommachine = Twin\n"
-       "bati = Z, Frame\n"
-       "axe = AXE_X, X, Lower\n"
-       "axe = AXE_X, X, Upper\n"
-       "outil = Z, 0, 0, 0\n"
-       "lien = AXE_BATI\n"
-       "piece = X, Y, 0, 0, 0\n"
-       "position = 0, 0, 0, 0, 0, 0\n");
-  eval(7, 0, 0, 0, 0, 0);
-  expect_vec(rec(st, kIdTool).origin, 14, 0, 0);
+// The top three rows of a 4x4 matrix, and its bottom row 0, 0, 0, 1.
+void expect_h(const double* h, const double (&want)[12]) {
+  for (int i = 0; i < 12; ++i) EXPECT_NEAR(h[i], want[i], 1e-12) << i;
+  for (int i = 12; i < 16; ++i) EXPECT_EQ(h[i], i == 15 ? 1.0 : 0.0) << i;
 }
 
-TEST_F(Chain, AxeMatOfARecordWithItselfIsMinusItsPoint) {
-  load(kTableC);
-  eval(0, 0, 0, 0, 0, 37);
-  double h[16];
-  ASSERT_EQ(axe_mat(st, kIdC, kIdC, h), 0);
-  const double expect[16] = {1, 0, 0, -10, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-  for (int i = 0; i < 16; ++i) EXPECT_NEAR(h[i], expect[i], 1e-12) << i;
-}
-
-TEST_F(Chain, AxeMatMapsToolPointIntoWorkpieceFrame) {
+// kTableC at C = 90, its table turned by -90 degrees about +Z through the pivot, read through
+// axe_mat. The workpiece frame has columns (0,-1,0), (1,0,0), (0,0,1) at (10, 10, 0),
+// C's frame the same columns at its pivot (10, 0, 0), which is also its point. A record in itself
+// is the identity less its point; the tool (point at its origin) seen from the workpiece is
+// W^-1 (0 - w); a missing a is the world, still carried into b; a missing b is the world and is
+// not reported.
+TEST_F(Chain, TableAxisTurnsTheWorkpieceTheOtherWay) {
   load(kTableC);
   eval(0, 0, 0, 0, 0, 90);
-  double h[16];
-  ASSERT_EQ(axe_mat(st, kIdTool, kIdWorkpiece, h), 0);
-  // Workpiece frame columns (0,-1,0), (1,0,0), (0,0,1) at (10,10,0); the tool point (0,0,100)
-  // lies at (-10, -10, 100) from it in the world, i.e. (10, -10, 100) in the workpiece's axes.
-  const double expect[16] = {0, -1, 0, 10, 1, 0, 0, -10, 0, 0, 1, 0, 0, 0, 0, 1};
-  for (int i = 0; i < 16; ++i) EXPECT_NEAR(h[i], expect[i], 1e-12) << i;
-}
-
-TEST_F(Chain, AxeMatWithMissingRecords) {
-  load(kTableC);
-  eval(0, 0, 0, 0, 0, 90);
-  double h[16];
-  for (int a : {7, -3, kIdA}) {
-    for (double& x : h) x = 99;
-    EXPECT_EQ(axe_mat(st, a, kIdFrame, h), 1) << a;
-    for (int i = 0; i < 16; ++i) EXPECT_NEAR(h[i], (i % 5 == 0) ? 1.0 : 0.0, 1e-12) << a;
-  }
-  // A missing a is the world, still carried into an existing b: rotation W^-1 and translation
-  // -W^-1 w, with the workpiece frame columns (0,-1,0), (1,0,0), (0,0,1) at (10, 10, 0).
-  for (double& x : h) x = 99;
-  EXPECT_EQ(axe_mat(st, 7, kIdWorkpiece, h), 1);
-  const double world_in_wp[16] = {0, -1, 0, 10, 1, 0, 0, -10, 0, 0, 1, 0, 0, 0, 0, 1};
-  for (int i = 0; i < 16; ++i) EXPECT_NEAR(h[i], world_in_wp[i], 1e-12) << i;
-  // A missing b is the world itself and is not reported.
-  // The pivot point (10, 0, 0) of C, measured from itself, is C's origin; the frame turned.
-  ASSERT_EQ(axe_mat(st, kIdC, 7, h), 0);
-  EXPECT_NEAR(h[0] * 10 + h[3], 10, 1e-12);
-  EXPECT_NEAR(h[4] * 10 + h[7], 0, 1e-12);
-  EXPECT_NEAR(h[8] * 10 + h[11], 0, 1e-12);
-  EXPECT_NEAR(h[4], -1, 1e-12);
-}
-
-struct AxisMatrixCase {
-  double v[3];
-  double cols[3][3];  // expected columns
-};
-
-class AxisMatrix : public ::testing::TestWithParam<AxisMatrixCase> {};
-
-TEST_P(AxisMatrix, ColumnsAndLayout) {
-  const AxisMatrixCase& c = GetParam();
-  double h[16];
-  ex_get_axis_matrix(c.v, h);
-  for (int col = 0; col < 3; ++col) {
-    SCOPED_TRACE(col);
-    const double got[3] = {h[col], h[4 + col], h[8 + col]};
-    expect_vec(got, c.cols[col][0], c.cols[col][1], c.cols[col][2], 1e-12);
-  }
-  EXPECT_EQ(h[3], 0.0);
-  EXPECT_EQ(h[7], 0.0);
-  EXPECT_EQ(h[11], 0.0);
-  EXPECT_EQ(h[12], 0.0);
-  EXPECT_EQ(h[13], 0.0);
-  EXPECT_EQ(h[14], 0.0);
-  EXPECT_EQ(h[15], 1.0);
-}
-
-const double kS = 0.7071067811865476;
-INSTANTIATE_TEST_SUITE_P(
-    Directions, AxisMatrix,
-    ::testing::Values(
-        AxisMatrixCase{{0, 0, 1}, {{-1, 0, 0}, {0, -1, 0}, {0, 0, 1}}},
-        AxisMatrixCase{{0, 0, -1}, {{-1, 0, 0}, {0, 1, 0}, {0, 0, -1}}},
-        AxisMatrixCase{{1, 0, 0}, {{0, 1, 0}, {0, 0, 1}, {1, 0, 0}}},
-        AxisMatrixCase{{0, 0, 5}, {{-1, 0, 0}, {0, -1, 0}, {0, 0, 1}}},  // not unit on input
-        // phi = -90: first column (1, 0, 0); second is third x first.
-        AxisMatrixCase{{0, -3, 3}, {{1, 0, 0}, {0, kS, kS}, {0, -kS, kS}}}));
-
-TEST(AxisMatrixGeneral, OrthonormalRightHandedWithHorizontalFirstColumn) {
-  const double dirs[][3] = {{1, 2, 3}, {-0.3, 0.1, -0.9}, {-1, -1, 0}, {0.2, -5, 0.01}};
-  for (const auto& d : dirs) {
+  const struct {
+    int a, b, code;
+    double h[12];
+  } cases[] = {{kIdC, kIdC, 0, {1, 0, 0, -10, 0, 1, 0, 0, 0, 0, 1, 0}},
+               {kIdTool, kIdWorkpiece, 0, {0, -1, 0, 10, 1, 0, 0, -10, 0, 0, 1, 0}},
+               {7, kIdWorkpiece, 1, {0, -1, 0, 10, 1, 0, 0, -10, 0, 0, 1, 0}},
+               {7, kIdFrame, 1, {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}},
+               {-3, kIdFrame, 1, {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}},
+               {kIdC, 7, 0, {0, 1, 0, 10, -1, 0, 0, 10, 0, 0, 1, 0}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.a << " in " << c.b);
     double h[16];
-    ex_get_axis_matrix(d, h);
-    const double n = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
-    const double c0[3] = {h[0], h[4], h[8]}, c1[3] = {h[1], h[5], h[9]},
-                 c2[3] = {h[2], h[6], h[10]};
-    expect_vec(c2, d[0] / n, d[1] / n, d[2] / n, 1e-12);
-    EXPECT_NEAR(c0[2], 0.0, 1e-12);
-    // c0 x c1 = c2 for a right-handed orthonormal frame.
-    const double x[3] = {c0[1] * c1[2] - c0[2] * c1[1], c0[2] * c1[0] - c0[0] * c1[2],
-                         c0[0] * c1[1] - c0[1] * c1[0]};
-    expect_vec(x, c2[0], c2[1], c2[2], 1e-12);
-    EXPECT_NEAR(c0[0] * c0[0] + c0[1] * c0[1], 1.0, 1e-12);
+    for (double& x : h) x = 99;
+    EXPECT_EQ(axe_mat(st, c.a, c.b, h), c.code);
+    expect_h(h, c.h);
+  }
+  // The pallet slides along its turned axis (world +X), negated as a workpiece-side axis. Half a
+  // turn the other way puts its point at (10, 0, 0) from the pivot: nothing accumulates.
+  eval(0, 5, 0, 0, 0, 90);
+  expect_vec({5, 10, 0}, rec(kIdWorkpiece).origin);
+  eval(0, 0, 0, 0, 0, -180);
+  expect_vec({20, 0, 0}, rec(kIdWorkpiece).origin);
+}
+
+// Rows of Rz(phi + 90) Rx(theta): the third column is the unit direction, the first horizontal.
+// Straight up gives columns -X, -Y, +Z, not the identity; at theta = phi = 45 degrees the right
+// phi is found only when (x, y) is rescaled to unit.
+TEST(AxisMatrix, FrameFromADirection) {
+  const double s = 0.7071067811865476;
+  const struct {
+    double v[3], h[12];
+  } cases[] = {{{0, 0, 1}, {-1, 0, 0, 0, 0, -1, 0, 0, 0, 0, 1, 0}},
+               {{0, 0, 5}, {-1, 0, 0, 0, 0, -1, 0, 0, 0, 0, 1, 0}},
+               {{0, 0, -1}, {-1, 0, 0, 0, 0, 1, 0, 0, 0, 0, -1, 0}},
+               {{1, 0, 0}, {0, 0, 1, 0, 1, 0, 0, 0, 0, 1, 0, 0}},
+               {{0, -3, 3}, {1, 0, 0, 0, 0, s, -s, 0, 0, s, s, 0}},
+               {{1, 1, 2 * s}, {-s, -0.5, 0.5, 0, s, -0.5, 0.5, 0, 0, s, s, 0}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.v[0] << ", " << c.v[1] << ", " << c.v[2]);
+    double h[16];
+    ex_get_axis_matrix(c.v, h);
+    expect_h(h, c.h);
   }
 }
 

@@ -1,319 +1,194 @@
+#include "geometry/transforms.h"
+
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <array>
+#include <string>
+#include <tuple>
 
-#include "geometry/solver.h"
-#include "geometry/transforms.h"
 #include "motion/interpolation.h"
 #include "test_machines.h"
 
 namespace {
 
 using k5x::State;
+using Vec = std::array<double, 3>;
+using Six = std::array<double, 6>;
 
-void expect_near3(const double* expected, const double* actual, double tol = 1e-9) {
-  for (int k = 0; k < 3; ++k) EXPECT_NEAR(expected[k], actual[k], tol) << "component " << k;
+template <size_t N>
+void expect_near(const std::array<double, N>& want, const double* got, double tol = 1e-9) {
+  for (size_t k = 0; k < N; ++k) EXPECT_NEAR(want[k], got[k], tol) << "value " << k;
 }
 
-struct Case {
-  const char* machine;
-  int rtcp;
-};
-
-class RoundTrip : public ::testing::TestWithParam<Case> {
+class Transforms : public ::testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(0, k5x_test::load_text(st, k5x_test::machine_text(GetParam().machine)));
-    k5x::set_rtcp(st, GetParam().rtcp);
+  void load(const std::string& text) { ASSERT_EQ(0, k5x_test::load_text(st, text)); }
+  Vec tip(const Vec& xyz, const Vec& abc) {
+    Vec p;
+    EXPECT_EQ(0, k5x::xyz2pts(st, xyz.data(), abc.data(), p.data()));
+    return p;
   }
   State st;
 };
 
-TEST_P(RoundTrip, PointToMachineAndBack) {
-  const double cases[][6] = {{12.5, -40.0, 7.0, 0.0, 0.0, 0.0},
-                             {-80.0, 33.0, 120.0, 20.0, -35.0, 75.0},
-                             {5.0, 5.0, -60.0, -15.0, 60.0, -140.0}};
-  for (const auto& c : cases) {
-    double xyz[3] = {0.0, 0.0, 0.0}, back[3];
-    k5x::pts2xyz(st, c, c + 3, xyz);
-    EXPECT_EQ(0, k5x::xyz2pts(st, xyz, c + 3, back));
-    expect_near3(c, back, 1e-8);
-  }
-}
+// Each conversion against its inverse, on the three machine types under every rtcp setting:
+// a point to machine values and back, machine values to local ones and back.
+class RoundTrip : public Transforms,
+                  public ::testing::WithParamInterface<std::tuple<const char*, int>> {};
 
-TEST_P(RoundTrip, LocalAndMachineAreInverse) {
-  const double cases[][6] = {{0.0, 0.0, 0.0, 0.0, 0.0, 0.0},
-                             {30.0, -12.0, 80.0, 25.0, -40.0, 110.0},
-                             {-250.0, 90.0, -15.0, -20.0, 70.0, -30.0}};
-  for (const auto& m : cases) {
+TEST_P(RoundTrip, ConversionsAndTheirInverses) {
+  load(k5x_test::machine_text(std::get<0>(GetParam())));
+  k5x::set_rtcp(st, std::get<1>(GetParam()));
+  for (const Six& c : {Six{0.0, 0.0, 0.0, 0.0, 0.0, 0.0}, Six{12.5, -40.0, 7.0, 0.0, 0.0, 0.0},
+                       Six{-80.0, 33.0, 120.0, 20.0, -35.0, 75.0},
+                       Six{5.0, 5.0, -60.0, -15.0, 60.0, -140.0},
+                       Six{-250.0, 90.0, -15.0, -20.0, 70.0, -30.0}}) {
+    SCOPED_TRACE(testing::Message() << c[0] << ", " << c[4]);
+    const Vec p = {c[0], c[1], c[2]}, abc = {c[3], c[4], c[5]};
+    Vec xyz = {0.0, 0.0, 0.0};
+    k5x::pts2xyz(st, p.data(), abc.data(), xyz.data());
+    expect_near(p, tip(xyz, abc).data(), 1e-8);
     double l[6], back[6];
-    EXPECT_EQ(0, k5x::m2l(st, m, l));
+    EXPECT_EQ(0, k5x::m2l(st, c.data(), l));
     EXPECT_EQ(0, k5x::l2m(st, l, back));
-    for (int k = 0; k < 6; ++k) EXPECT_NEAR(m[k], back[k], 1e-8) << "value " << k;
+    expect_near(c, back, 1e-8);
   }
-}
-
-TEST_P(RoundTrip, SolvedDirectionComesBackScaledByToolLength) {
-  st.machine.outil = 40.0;
-  const double dirs[][3] = {{0.0, 0.0, 1.0}, {1.0, 1.0, 2.0}, {0.3, -0.5, 0.8}, {-0.2, 0.1, -1.0}};
-  int solved = 0;
-  for (const auto& d : dirs) {
-    const double prev[3] = {0.0, 0.0, 0.0};
-    double abc[3];
-    if (k5x::ijk2abc(st, d, prev, abc) == 1) continue;
-    ++solved;
-    const double xyz[3] = {15.0, -25.0, 35.0};
-    double v[3];
-    k5x::xyz2ijk(st, xyz, abc, v);
-    const double len = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
-    const double expected[3] = {40.0 * d[0] / len, 40.0 * d[1] / len, 40.0 * d[2] / len};
-    expect_near3(expected, v, 1e-6);
-  }
-  EXPECT_GE(solved, 2);
 }
 
 INSTANTIATE_TEST_SUITE_P(Machines, RoundTrip,
-                         ::testing::Values(Case{"DemoHead", 0}, Case{"DemoHead", 1},
-                                           Case{"DemoHead", 2}, Case{"Trunnion", 0},
-                                           Case{"Trunnion", 1}, Case{"Trunnion", 2},
-                                           Case{"HeadTable", 0}, Case{"HeadTable", 1},
-                                           Case{"HeadTable", 2}));
-
-class DemoHead : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(0, k5x_test::load_text(st, k5x_test::machine_text("DemoHead")));
-  }
-  State st;
-};
+                         ::testing::Combine(::testing::Values("DemoHead", "Trunnion", "HeadTable"),
+                                            ::testing::Values(0, 1, 2)));
 
 // B pivots at z 150 about +Y; the tool point 150 below it swings to (-150, 0, 150) at B 90. The
 // workpiece sits at the frame origin after the load's identity placement.
-TEST_F(DemoHead, HeadRotationMovesTipAndDirection) {
-  const double xyz[3] = {10.0, 20.0, 30.0}, abc[3] = {0.0, 90.0, 0.0};
-  double p[3], v[3];
-  k5x::xyz2pts(st, xyz, abc, p);
-  const double tip[3] = {-140.0, 20.0, 180.0};
-  expect_near3(tip, p);
-  k5x::xyz2ijk(st, xyz, abc, v);  // tool length 0
-  const double zero[3] = {0.0, 0.0, 0.0};
-  expect_near3(zero, v);
-  st.machine.outil = 10.0;
-  k5x::xyz2ijk(st, xyz, abc, v);  // the tool's -Z at rest turned to -X, length 10
-  const double dir[3] = {-10.0, 0.0, 0.0};
-  expect_near3(dir, v);
-}
-
-TEST_F(DemoHead, PointAtRestIsMachineValueAndTravelIsTested) {
-  const double abc[3] = {0.0, 0.0, 0.0};
-  const double inside[3] = {100.0, -20.0, 5.0}, above[3] = {900.0, 0.0, 0.0},
-               below[3] = {-900.0, 0.0, 0.0};
-  double xyz[3];
-  EXPECT_EQ(0, k5x::pts2xyz(st, inside, abc, xyz));
-  expect_near3(inside, xyz);
-  EXPECT_EQ(1, k5x::pts2xyz(st, above, abc, xyz));
-  EXPECT_EQ(-1, k5x::pts2xyz(st, below, abc, xyz));
+TEST_F(Transforms, HeadRotationMovesTipAndDirection) {
+  load(k5x_test::machine_text("DemoHead"));
+  const Vec xyz = {10.0, 20.0, 30.0}, b90 = {0.0, 90.0, 0.0}, rest = {0.0, 0.0, 0.0};
+  double v[3];
+  EXPECT_EQ(1, k5x::pts2xyz(st, Vec{900.0, 2.0, 3.0}.data(), rest.data(), v));  // X above 800
+  k5x::xyz2ijk(st, xyz.data(), b90.data(), v);  // tool length 0
+  expect_near(rest, v);
+  st.machine.outil = 10.0;  // the tip moves 10 back up the tool, along +X
+  expect_near(Vec{-130.0, 20.0, 180.0}, tip(xyz, b90).data());
+  k5x::xyz2ijk(st, xyz.data(), b90.data(), v);  // the tool's -Z turned to -X, 10 long
+  expect_near(Vec{-10.0, 0.0, 0.0}, v);
 }
 
 // Head offset at B 90: tip (-150, 0, 150) minus the C pivot (0, 0, 300). m2l and machine2tool
 // apply it under opposite rtcp settings.
-TEST_F(DemoHead, HeadOffsetAsymmetryBetweenM2lAndMachine2tool) {
-  const double m[6] = {0.0, 0.0, 0.0, 0.0, 90.0, 0.0};
-  const double offset[6] = {-150.0, 0.0, -150.0, 0.0, 90.0, 0.0};
-  const double tip[6] = {-150.0, 0.0, 150.0, 0.0, 90.0, 0.0};
-  const struct {
-    int rtcp;
-    const double* m2l;
-    const double* tool;
-  } rows[] = {{0, m, offset}, {1, tip, offset}, {2, offset, m}};
-  for (const auto& r : rows) {
-    k5x::set_rtcp(st, r.rtcp);
+TEST_F(Transforms, HeadOffsetAsymmetryBetweenM2lAndMachine2tool) {
+  load(k5x_test::machine_text("DemoHead"));
+  const Six m = {0.0, 0.0, 0.0, 0.0, 90.0, 0.0}, offset = {-150.0, 0.0, -150.0, 0.0, 90.0, 0.0};
+  const Six tip_at = {-150.0, 0.0, 150.0, 0.0, 90.0, 0.0};
+  const Six* expected[3][2] = {{&m, &offset}, {&tip_at, &offset}, {&offset, &m}};  // per rtcp
+  for (int rtcp = 0; rtcp <= 2; ++rtcp) {
+    SCOPED_TRACE(rtcp);
+    k5x::set_rtcp(st, rtcp);
     double l[6], t[6];
-    k5x::m2l(st, m, l);
-    k5x::machine2tool(st, m, t);
-    for (int k = 0; k < 6; ++k) {
-      EXPECT_NEAR(r.m2l[k], l[k], 1e-9) << "rtcp " << r.rtcp << " m2l " << k;
-      EXPECT_NEAR(r.tool[k], t[k], 1e-9) << "rtcp " << r.rtcp << " machine2tool " << k;
-    }
+    k5x::m2l(st, m.data(), l);
+    k5x::machine2tool(st, m.data(), t);
+    expect_near(*expected[rtcp][0], l);
+    expect_near(*expected[rtcp][1], t);
   }
 }
 
-TEST_F(DemoHead, SetPieceTakesZFromElementTwelve) {
+TEST_F(Transforms, SetPieceTakesZFromElementTwelve) {
+  load(k5x_test::machine_text("DemoHead"));
   // Rz(90) at (5, 6, 7); element 11 holds a decoy that must not be read.
   const double t[16] = {0, -1, 0, 5, 1, 0, 0, 6, 0, 0, 1, 1000, 7, 0, 0, 1};
   ASSERT_EQ(0, k5x::set_piece(st, t));
   const k5x::AxisRecord& w = st.machine.records[st.machine.workpiece];
-  const double pos[3] = {5.0, 6.0, 7.0};
-  expect_near3(pos, w.origin);
-  expect_near3(pos, w.point);
-  const double xyz[3] = {15.0, 26.0, 37.0}, abc[3] = {0.0, 0.0, 0.0};
-  double p[3];
-  k5x::xyz2pts(st, xyz, abc, p);  // Rz(-90) * (10, 20, 30)
-  const double expected[3] = {20.0, -10.0, 30.0};
-  expect_near3(expected, p);
+  expect_near(Vec{5.0, 6.0, 7.0}, w.origin);
+  expect_near(Vec{5.0, 6.0, 7.0}, w.point);
+  expect_near(Vec{20.0, -10.0, 30.0}, tip({15.0, 26.0, 37.0}, {0.0, 0.0, 0.0}).data());
+  // Without the frame's second link no link leads to a record without a letter.
+  st.machine.records[w.previous].nlien = 1;
+  EXPECT_EQ(2, k5x::set_piece(st, t));
+  State empty;
+  EXPECT_EQ(1, k5x::set_piece(empty, t));
 }
 
 // Trunnion: Z offset 250 from the geometry, tool length 100, so the tip is at (x, y, z - 100);
-// table axes turn the workpiece the opposite way, so the tip seen from it turns positively.
-TEST(TableMachine, TipInRotatedWorkpiece) {
-  State st;
-  ASSERT_EQ(0, k5x_test::load_text(st, k5x_test::machine_text("Trunnion")));
-  const double xyz[3] = {10.0, 20.0, 250.0};
-  const double c90[3] = {0.0, 0.0, 90.0}, a90[3] = {90.0, 0.0, 0.0};
-  double p[3];
-  k5x::xyz2pts(st, xyz, c90, p);
-  const double about_z[3] = {-20.0, 10.0, 150.0};
-  expect_near3(about_z, p);
-  k5x::xyz2pts(st, xyz, a90, p);
-  const double about_x[3] = {10.0, -150.0, 20.0};
-  expect_near3(about_x, p);
+// table axes turn the workpiece the opposite way, so the tip seen from it turns positively, and
+// the tool's +Z, 100 long, seen from the workpiece turned by A 90 is -Y.
+TEST_F(Transforms, TipAndDirectionInRotatedWorkpiece) {
+  load(k5x_test::machine_text("Trunnion"));
+  const Vec xyz = {10.0, 20.0, 250.0}, a90 = {90.0, 0.0, 0.0};
+  expect_near(Vec{-20.0, 10.0, 150.0}, tip(xyz, {0.0, 0.0, 90.0}).data());
+  expect_near(Vec{10.0, -150.0, 20.0}, tip(xyz, a90).data());
+  double v[3];
+  EXPECT_EQ(0, k5x::xyz2ijk(st, xyz.data(), a90.data(), v));
+  expect_near(Vec{0.0, -100.0, 0.0}, v);
 }
 
-// Only X and Z exist: Y keeps whatever the caller had there.
-TEST(PointToMachine, UnboundLetterIsNotWritten) {
-  State st;
-  ASSERT_EQ(0, k5x_test::load_text(st,
-                                    "nommachine = XZ\nbati = Z, Frame\n"
-                                    "axe = AXE_X, X, X\naxe = AXE_Z, Z, Z\noutil = Z, 0, 0, 0\n"
-                                    "lien = AXE_BATI\npiece = X, Y, 0, 0, 0\n"
-                                    "position = 0, 0, 0, 0, 0, 0\n"));
+// A B head pivoting at x 0.3 over a tool point at x 0.3, on X and Z only.
+TEST_F(Transforms, LinearValuesOnAnXZMachine) {
+  load("nommachine = G\nbati = Z, F\naxe = AXE_X, X, X\naxe = AXE_Z, Z, Z\n"
+       "rotation = AXE_B, Y, 0, 1, 0.3, 0, 120, B\noutil = Z, 0.3, 0, 0\nlien = AXE_BATI\n"
+       "piece = X, Y, 0, 0, 0\nposition = 0, 0, 0, 0, 0, 0\n");
+  // The tip at rest is the tool point, so X = 4 - 0.3; Y has no axis and keeps the caller's value.
   const double p[3] = {4.0, 0.0, -9.0}, abc[3] = {0.0, 0.0, 0.0};
   double xyz[3] = {0.0, 123.0, 0.0};
   EXPECT_EQ(0, k5x::pts2xyz(st, p, abc, xyz));
-  const double expected[3] = {4.0, 123.0, -9.0};
-  expect_near3(expected, xyz);
-}
-
-// Rtcp 1 rebuilds the linear values as F^-1 ((w - pivot) + W l) - F^-1 (tip - pivot), grouped
-// as written: with w.x 0.1, pivot.x 0.3 and l.x 0.2 the rounding of that grouping shows.
-TEST(LocalToMachine, FullCompensationKeepsTheFormulaGrouping) {
-  State st;
-  ASSERT_EQ(0, k5x_test::load_text(st,
-                                    "nommachine = G\nbati = Z, Frame\naxe = AXE_X, X, X\n"
-                                    "axe = AXE_Y, Y, Y\naxe = AXE_Z, Z, Z\n"
-                                    "rotation = AXE_B, Y, 0, 1, 0.3, 0, 120, B\n"
-                                    "outil = Z, 0.3, 0, 0\nlien = AXE_BATI\n"
-                                    "piece = X, Y, 0, 0, 0\nposition = 0, 0, 0, 0, 0, 0\n"));
+  expect_near(Vec{3.7, 123.0, -9.0}, xyz);
+  // Rtcp 1 rebuilds the linear values as F^-1 ((w - pivot) + W l) - F^-1 (tip - pivot), grouped
+  // as written: with w.x 0.1, pivot.x 0.3 and l.x 0.2 the rounding of that grouping shows.
   const double t[16] = {1, 0, 0, 0.1, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
   ASSERT_EQ(0, k5x::set_piece(st, t));
   k5x::set_rtcp(st, 1);
-  const double l[6] = {0.2, 0.0, 0.0, 0.0, 0.0, 0.0};
+  const double l[6] = {0.2, 0.0, 0.0, 0.0, 0.0, 0.0}, w = 0.1, pivot = 0.3, tip_x = 0.3;
   double m[6];
   EXPECT_EQ(0, k5x::l2m(st, l, m));
-  const double w = 0.1, pivot = 0.3, tip = 0.3;
-  EXPECT_EQ(((w - pivot) + l[0]) - (tip - pivot), m[0]);
+  EXPECT_EQ(((w - pivot) + l[0]) - (tip_x - pivot), m[0]);
 }
 
-TEST(SetPiece, MissingWorkpieceOrLink) {
-  const double identity[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-  State empty;
-  EXPECT_EQ(1, k5x::set_piece(empty, identity));
-  // DemoHead's workpiece hangs on the frame, whose first link goes to X; without the second
-  // link no link leads to a record without letter.
-  State st;
-  ASSERT_EQ(0, k5x_test::load_text(st, k5x_test::machine_text("DemoHead")));
-  k5x::AxisRecord& parent = st.machine.records[st.machine.records[st.machine.workpiece].previous];
-  ASSERT_EQ(2, parent.nlien);
-  parent.nlien = 1;
-  EXPECT_EQ(2, k5x::set_piece(st, identity));
-}
-
-// HeadTable: B pivot 120 above the tool point, tool length 80, so the tip is 200 from the B axis
-// and, at X 100, 100 from the C axis.
-class Subdivision : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(0, k5x_test::load_text(st, k5x_test::machine_text("HeadTable")));
+// Step counts by hand, tolerance 0.05. HeadTable: B pivot 120 above the tool point, tool length
+// 80, so the tip is 200 from the B axis and, at X 100, 100 from the C axis. 10 degrees is
+// 0.174533 rad; radius 100: 2 acos(99.95 / 100) = 0.06325 rad, 2.76 steps; radius 200: 0.04472,
+// 3.90 steps. DemoHead measures every head axis from the line through the head's top (C pivot at
+// z 300), so B by 10 degrees with the tip at the origin has radius 300: 0.036516 rad, 4.78 steps
+// (its own pivot would give 3.38). C by 2000 degrees at radius 100 needs 551 steps.
+TEST_F(Transforms, SubdivisionStepCountsAndBlendedRows) {
+  const double rest[6] = {}, b10[6] = {0, 0, 0, 0, 10, 0}, x100[6] = {100, 0, 0, 0, 0, 0};
+  const double x100c10[6] = {100, 0, 0, 0, 0, 10}, far[6] = {100, 0, 0, 0, 100, 2000};
+  const double p[6] = {10, 20, 30, 0, 45, 90};
+  const struct {
+    const char* machine;
+    const double *s, *e;
+    int n_in, n_out, code;
+  } cases[] = {{"HeadTable", x100, x100c10, 1, 2, 0},  // C at radius 100
+               {"HeadTable", rest, b10, 1, 3, 0},      // B at radius 200
+               // The larger radius of the two ends counts, either way round.
+               {"HeadTable", rest, x100c10, 1, 2, 0},
+               {"HeadTable", x100c10, rest, 1, 2, 0},
+               {"DemoHead", rest, b10, 1, 4, 0},  // radius 300 from the head's top
+               // Cut to 500 with 7, though B ends beyond its 95 degree limit.
+               {"HeadTable", x100, far, 1, 500, 7},
+               // Equal ends: at least one row; the caller's count is a minimum.
+               {"HeadTable", p, p, 0, 1, 0},
+               {"HeadTable", p, p, 3, 3, 0},
+               {"HeadTable", x100, x100c10, 5, 5, 0}};
+  double* table = nullptr;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "row " << (&c - cases));
+    load(k5x_test::machine_text(c.machine));
     k5x::set_rtcp(st, 0);
-  }
-  State st;
-  double* table = nullptr;
-};
-
-TEST_F(Subdivision, EqualEndpointsGiveEndRows) {
-  const double p[6] = {10.0, 20.0, 30.0, 0.0, 45.0, 90.0};
-  for (int given : {0, 3}) {
-    int n = given;
-    EXPECT_EQ(0, k5x::xyzabc(st, p, p, &n, &table));
-    EXPECT_EQ(given < 1 ? 1 : given, n);
+    int n = c.n_in;
+    EXPECT_EQ(c.code, k5x::xyzabc(st, c.s, c.e, &n, &table));
+    ASSERT_EQ(c.n_out, n);
     for (int i = 0; i < n; ++i)
-      for (int k = 0; k < 6; ++k) EXPECT_EQ(p[k], table[6 * i + k]);
+      for (int k = 0; k < 6; ++k)
+        ASSERT_NEAR(c.s[k] + (c.e[k] - c.s[k]) * (i + 1) / n, table[6 * i + k], 1e-9) << i;
   }
-}
-
-TEST_F(Subdivision, StepCountFollowsRadiusAndTolerance) {
-  // C by 10 deg at radius 100, tolerance 0.05: 2 alpha = 0.06325 rad, 0.17453 / 0.06325 = 2.76.
-  const double s[6] = {100.0, 0.0, 0.0, 0.0, 0.0, 0.0}, e[6] = {100.0, 0.0, 0.0, 0.0, 0.0, 10.0};
-  int n = 1;
-  EXPECT_EQ(0, k5x::xyzabc(st, s, e, &n, &table));
-  EXPECT_EQ(2, n);
-  EXPECT_DOUBLE_EQ(5.0, table[5]);
-  n = 5;  // the caller's count is a minimum
-  k5x::xyzabc(st, s, e, &n, &table);
-  EXPECT_EQ(5, n);
-  // B by 10 deg at radius 200: 2 alpha = 0.04472 rad, 3.90 steps.
-  const double s2[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0}, e2[6] = {0.0, 0.0, 0.0, 0.0, 10.0, 0.0};
-  n = 1;
-  k5x::xyzabc(st, s2, e2, &n, &table);
-  EXPECT_EQ(3, n);
-}
-
-TEST_F(Subdivision, RadiusIsTheLargerOfStartAndEnd) {
-  // C by 10 deg with the tip 100 from the C axis at one end only: 2 steps either way round.
-  const double near[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0}, far[6] = {100.0, 0.0, 0.0, 0.0, 0.0, 10.0};
-  int n = 1;
-  k5x::xyzabc(st, near, far, &n, &table);
-  EXPECT_EQ(2, n);
-  n = 1;
-  k5x::xyzabc(st, far, near, &n, &table);
-  EXPECT_EQ(2, n);
-}
-
-// On DemoHead every head axis is measured from the line through the head's top (C pivot at z
-// 300), not through its own pivot: B by 10 deg with the tip at the origin has radius 300.
-// alpha = acos(299.95 / 300) = 0.018258 rad, 0.174533 / 0.036516 = 4.78 (radius 150: 3.38).
-TEST(SubdivisionHead, HeadAxesMeasuredFromTheToolHead) {
-  State st;
-  ASSERT_EQ(0, k5x_test::load_text(st, k5x_test::machine_text("DemoHead")));
-  k5x::set_rtcp(st, 0);
-  const double s[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0}, e[6] = {0.0, 0.0, 0.0, 0.0, 10.0, 0.0};
-  int n = 1;
-  double* table = nullptr;
-  EXPECT_EQ(0, k5x::xyzabc(st, s, e, &n, &table));
-  EXPECT_EQ(4, n);
-}
-
-TEST_F(Subdivision, ClampedAtFiveHundredWithCodeSeven) {
-  // C by 3000 deg at radius 100 needs 827 steps; B ends beyond its 95 deg limit.
-  const double s[6] = {100.0, 0.0, 0.0, 0.0, 0.0, 0.0}, e[6] = {100.0, 0.0, 0.0, 0.0, 100.0, 3000.0};
-  int n = 1;
-  EXPECT_EQ(7, k5x::xyzabc(st, s, e, &n, &table));
-  EXPECT_EQ(500, n);
-  EXPECT_NEAR(3000.0, table[6 * 499 + 5], 1e-9);
-  n = 800;
-  EXPECT_EQ(7, k5x::xyzabc(st, s, s, &n, &table));
-  EXPECT_EQ(500, n);
-}
-
-TEST_F(Subdivision, TableSharedWithInterpolationTable) {
-  const double s[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0}, e[6] = {60.0, 0.0, 0.0, 0.0, 0.0, 0.0};
-  int n = 10;
-  k5x::interpolationtable(st, s, e, &n, &table);
-  double* first = table;
-  n = 4;
-  k5x::xyzabc(st, s, e, &n, &table);
-  EXPECT_EQ(first, table);  // big enough: reused, not shrunk
-  EXPECT_EQ(10, st.table_capacity);
-  EXPECT_DOUBLE_EQ(15.0, table[0]);
-  EXPECT_DOUBLE_EQ(36.0, table[6 * 5]);  // row 5 of the earlier call is left as it was
-  n = 200;
-  k5x::xyzabc(st, s, e, &n, &table);
-  EXPECT_EQ(200, st.table_capacity);
-  double* grown = table;
-  n = 3;
-  k5x::interpolationtable(st, s, e, &n, &table);
-  EXPECT_EQ(grown, table);
-  EXPECT_DOUBLE_EQ(20.0, table[0]);
+  // The table was never shrunk, and the interpolation table is the same one: its two rows
+  // overwrite the first ones and leave the others as the last subdivision wrote them.
+  double* shared = table;
+  int rows = 2;
+  EXPECT_EQ(500, st.table_capacity);
+  k5x::interpolationtable(st, rest, b10, &rows, &table);
+  EXPECT_EQ(shared, table);
+  EXPECT_DOUBLE_EQ(5.0, table[4]);
+  EXPECT_DOUBLE_EQ(8.0, table[6 * 3 + 5]);
 }
 
 }  // namespace
