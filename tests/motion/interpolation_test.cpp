@@ -2,7 +2,10 @@
 
 #include <sys/resource.h>
 
+#include <array>
+#include <cmath>
 #include <cstdlib>
+#include <string>
 
 #include "geometry/chain.h"
 #include "geometry/transforms.h"
@@ -11,85 +14,63 @@
 
 namespace {
 
-using k5x::State;
+using V6 = std::array<double, 6>;
+V6 v6(const double* p) { return {p[0], p[1], p[2], p[3], p[4], p[5]}; }
 
-// HeadTable with B limited to +-95.
-class Interpolation : public ::testing::Test {
+// HeadTable (B limited to +-95) without compensation: every coordinate blends linearly.
+class Linear : public ::testing::Test {
  protected:
   void SetUp() override {
     ASSERT_EQ(0, k5x_test::load_text(st, k5x_test::machine_text("HeadTable")));
     k5x::set_rtcp(st, 0);
   }
-  State st;
-  double* table = nullptr;
+  k5x::State st;
+  double out[6], *table = nullptr;
   const double p0[6] = {10.0, -20.0, 30.0, 0.0, 0.0, 40.0};
-  const double p1[6] = {50.0, 20.0, -10.0, 0.0, 120.0, 100.0};
+  const double p1[6] = {50.0, 20.0, -10.0, 0.0, 120.0, 100.0};  // B out of travel
 };
 
-TEST_F(Interpolation, EndpointsAndExtrapolationWithoutRtcp) {
-  double out[6];
+// Only the table tests the travel: it reports the first failing row and still fills them all.
+TEST_F(Linear, EndpointsExactExtrapolationAndTravelTestedByTheTableOnly) {
   EXPECT_EQ(0, k5x::interpolation(st, p0, p1, 0.0, out));
-  for (int k = 0; k < 6; ++k) EXPECT_EQ(p0[k], out[k]);
-  // B ends out of travel, yet without rtcp no travel test is made.
+  EXPECT_EQ(v6(out), v6(p0));
   EXPECT_EQ(0, k5x::interpolation(st, p0, p1, 1.0, out));
-  for (int k = 0; k < 6; ++k) EXPECT_EQ(p1[k], out[k]);
+  EXPECT_EQ(v6(out), v6(p1));
   EXPECT_EQ(0, k5x::interpolation(st, p0, p1, 1.5, out));
-  EXPECT_DOUBLE_EQ(70.0, out[0]);
-  EXPECT_DOUBLE_EQ(180.0, out[4]);
-  k5x::interpolation(st, p0, p1, -0.5, out);
-  EXPECT_DOUBLE_EQ(-10.0, out[0]);
-  EXPECT_DOUBLE_EQ(10.0, out[5]);
-}
-
-TEST_F(Interpolation, TableReportsFirstFailingRowAndFillsAll) {
-  int n = 4;
-  EXPECT_EQ(5, k5x::interpolationtable(st, p0, p1, &n, &table));  // B 120 > 95 in the last row
+  EXPECT_EQ(v6(out), (V6{70, 40, -30, 0, 180, 130}));
+  int n = 4;  // B at -120, -40, 40 and 120: out below first, above last
+  const double from[6] = {10.0, -20.0, 30.0, 0.0, -200.0, 40.0};
+  EXPECT_EQ(-5, k5x::interpolationtable(st, from, p1, &n, &table));
   ASSERT_EQ(4, n);
-  for (int i = 0; i < 4; ++i) {
-    EXPECT_DOUBLE_EQ(30.0 * (i + 1), table[6 * i + 4]) << "row " << i;
-    EXPECT_DOUBLE_EQ(10.0 + 10.0 * (i + 1), table[6 * i]) << "row " << i;
-  }
-  const double back[6] = {50.0, 20.0, -10.0, 0.0, -120.0, 100.0};  // out from the first row on
-  EXPECT_EQ(-5, k5x::interpolationtable(st, p0, back, &n, &table));
+  for (int i = 0; i < 4; ++i)
+    EXPECT_EQ(v6(table + 6 * i), (V6{20.0 + 10 * i, -10.0 + 10 * i, 20.0 - 10 * i, 0,
+                                     -120.0 + 80 * i, 55.0 + 15 * i}));
 }
 
-TEST_F(Interpolation, CountBelowOneGivesOneRowAtEnd) {
-  for (int given : {0, -7}) {
+TEST_F(Linear, TableBuffer) {
+  for (int given : {0, -7}) {  // one row, the end position
     int n = given;
     k5x::interpolationtable(st, p0, p1, &n, &table);
     ASSERT_EQ(1, n);
-    for (int k = 0; k < 6; ++k) EXPECT_DOUBLE_EQ(p1[k], table[k]);
+    EXPECT_EQ(v6(table), v6(p1));
   }
-}
-
-TEST_F(Interpolation, SmallerCountReusesBufferAndLeavesTail) {
   int n = 6;
   k5x::interpolationtable(st, p0, p1, &n, &table);
   double* first = table;
-  const double tail = table[6 * 4 + 4];
-  n = 2;
+  const V6 tail = v6(table + 6 * 4);
+  n = 2;  // a smaller count reuses the buffer and writes only its rows
   k5x::interpolationtable(st, p0, p0, &n, &table);
   EXPECT_EQ(first, table);
-  EXPECT_EQ(p0[4], table[6 + 4]);
-  EXPECT_EQ(tail, table[6 * 4 + 4]);
+  EXPECT_EQ(v6(table + 6), v6(p0));
+  EXPECT_EQ(v6(table + 6 * 4), tail);
+  n = 300;  // an endpoint handed back from the table itself stays valid while the table grows
+  k5x::interpolationtable(st, table + 6, p1, &n, &table);
+  EXPECT_DOUBLE_EQ(p0[0] + (p1[0] - p0[0]) / 300.0, table[0]);
+  EXPECT_EQ(v6(table + 6 * 299), v6(p1));
 }
 
-// An endpoint handed back from the table itself stays valid while the table grows.
-TEST_F(Interpolation, EndpointMayBeARowOfTheTable) {
-  int n = 2;
-  k5x::interpolationtable(st, p0, p1, &n, &table);
-  n = 300;
-  k5x::interpolationtable(st, table + 6, p0, &n, &table);  // row 1 is p1
-  EXPECT_DOUBLE_EQ(p1[0] + (p0[0] - p1[0]) / 300.0, table[0]);
-  EXPECT_DOUBLE_EQ(p0[0], table[6 * 299]);
-}
-
+TEST_F(Linear, AllocationFailureGivesCodeEight) {
 #if defined(__SANITIZE_ADDRESS__)
-#define K5X_UNDER_ASAN 1
-#endif
-
-TEST_F(Interpolation, AllocationFailureGivesCodeEight) {
-#ifdef K5X_UNDER_ASAN
   GTEST_SKIP() << "address space limits conflict with the sanitizer's shadow memory";
 #else
   // In a child with 2 GB of address space, 100 million rows (4.8 GB) cannot be had.
@@ -99,8 +80,7 @@ TEST_F(Interpolation, AllocationFailureGivesCodeEight) {
         lim.rlim_cur = lim.rlim_max = 2UL << 30;
         setrlimit(RLIMIT_AS, &lim);
         int n = 100000000;
-        double dummy = 0.0;
-        double* t = &dummy;  // any non-null value, to see that it is cleared
+        double* t = out;  // any non-null value, to see that it is cleared
         const int code = k5x::interpolationtable(st, p0, p1, &n, &t);
         std::exit(code == 8 && n == 0 && t == nullptr && st.table_capacity == 0 ? 0 : 1);
       },
@@ -115,118 +95,70 @@ TEST_F(Interpolation, AllocationFailureGivesCodeEight) {
 //   give X = 50 sqrt2 - 50).
 // - C table at the origin, tool at x -10: with rtcp 1 C goes back to 0 and the row is
 //   (0, -5 sqrt2, 0); with rtcp 2 C stays blended and the row is the plain blend (10, 0, 0).
-struct SubstitutionCase {
-  const char* text;
-  int rtcp;
-  double p1[6];
-  double expected[3];
-};
-
-const char kMirroredHead[] =
-    "nommachine = MH\nbati = Z, Frame\naxe = AXE_X, -X, X\naxe = AXE_Y, Y, Y\n"
-    "axe = AXE_Z, Z, Z\nrotation = AXE_B, Y, 0, 1, 0, 0, 100, B\noutil = Z, 0, 0, 0\n"
-    "lien = AXE_BATI\npiece = X, Y, 0, 0, 0\nposition = 0, 0, 0, 0, 0, 0\n";
-const char kMirroredTable[] =
-    "nommachine = MT\nbati = Z, Frame\naxe = AXE_X, -X, X\naxe = AXE_Y, Y, Y\n"
-    "axe = AXE_Z, Z, Z\noutil = Z, 0, 0, 0\nlien = AXE_BATI\n"
-    "rotation = AXE_C, Z, 0, 1, 0, 0, 0, C\npiece = X, Y, 0, 0, 0\n"
-    "position = 0, 0, 0, 0, 0, 0\n";
-const double kR2 = 1.4142135623730951;
-
-class Substitution : public ::testing::TestWithParam<SubstitutionCase> {};
-
-TEST_P(Substitution, RotaryRunsRebuiltFromTheStart) {
-  const SubstitutionCase& c = GetParam();
-  State st;
-  ASSERT_EQ(0, k5x_test::load_text(st, c.text));
-  k5x::set_rtcp(st, c.rtcp);
-  double p0[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
-  p0[0] = c.p1[0];
-  double out[6];
-  k5x::interpolation(st, p0, c.p1, 0.5, out);
-  int n = 2;
-  double* table = nullptr;
-  k5x::interpolationtable(st, p0, c.p1, &n, &table);
-  for (int k = 0; k < 3; ++k) {
-    EXPECT_NEAR(c.expected[k], out[k], 1e-9) << "value " << k;
-    EXPECT_NEAR(c.expected[k], table[k], 1e-9) << "row 0 value " << k;
+TEST(Substitution, RotaryRunsRebuiltFromTheStart) {
+  const std::string head_b = "rotation = AXE_B, Y, 0, 1, 0, 0, 100, B\noutil = Z\nlien = AXE_BATI";
+  const std::string table_c = "outil = Z\nlien = AXE_BATI\nrotation = AXE_C, Z, 0, 1, 0, 0, 0, C";
+  const double r2 = std::sqrt(2.0);
+  const struct { const std::string& rotary; int rtcp; double p1[6], expected[3]; } rows[] = {
+      {head_b, 1, {0, 0, 0, 0, 90, 0}, {-50 - 50 * r2, 0, 50 * r2 - 50}},
+      {head_b, 2, {0, 0, 0, 0, 90, 0}, {-50 - 50 * r2, 0, 50 * r2 - 50}},
+      {table_c, 1, {10, 0, 0, 0, 0, 90}, {0, -5 * r2, 0}},
+      {table_c, 2, {10, 0, 0, 0, 0, 90}, {10, 0, 0}}};
+  for (const auto& r : rows) {
+    SCOPED_TRACE(r.rotary + "\nrtcp " + std::to_string(r.rtcp));
+    k5x::State st;
+    ASSERT_EQ(0, k5x_test::load_text(st, "bati = Z, F\naxe = AXE_X, -X, X\naxe = AXE_Y, Y, Y\n"
+                                         "axe = AXE_Z, Z, Z\n" + r.rotary +
+                                             "\npiece = X, Y, 0, 0, 0\n"));
+    k5x::set_rtcp(st, r.rtcp);
+    const double p0[6] = {r.p1[0], 0.0, 0.0, 0.0, 0.0, 0.0};
+    double out[6], *table = nullptr;
+    int n = 2;
+    k5x::interpolation(st, p0, r.p1, 0.5, out);
+    k5x::interpolationtable(st, p0, r.p1, &n, &table);
+    for (int k = 0; k < 3; ++k) EXPECT_NEAR(r.expected[k], out[k], 1e-9) << "value " << k;
+    for (int k = 0; k < 3; ++k) EXPECT_NEAR(r.expected[k], table[k], 1e-9) << "row 0, " << k;
   }
-  for (int k = 3; k < 6; ++k) EXPECT_EQ(c.p1[k] / 2.0, out[k]);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    MirroredX, Substitution,
-    ::testing::Values(
-        SubstitutionCase{kMirroredHead, 1, {0, 0, 0, 0, 90, 0}, {-50 - 50 * kR2, 0, 50 * kR2 - 50}},
-        SubstitutionCase{kMirroredHead, 2, {0, 0, 0, 0, 90, 0}, {-50 - 50 * kR2, 0, 50 * kR2 - 50}},
-        SubstitutionCase{kMirroredTable, 1, {10, 0, 0, 0, 0, 90}, {0, -5 * kR2, 0}},
-        SubstitutionCase{kMirroredTable, 2, {10, 0, 0, 0, 0, 90}, {10, 0, 0}}));
-
-struct RtcpCase {
-  const char* machine;
-  int rtcp;
-  double p0[6];
-  double p1[6];
-};
-
-void tip_in_workpiece(State& st, const double m[6], double out[3]) {
-  k5x::xyz2pts(st, m, m + 3, out);
-}
-
-void tip_in_machine(State& st, const double m[6], double out[3]) {
-  k5x::machine_eval(st, m);
-  k5x::tool_tip(st, out);
 }
 
 // With full compensation the tip moves on a straight line in workpiece coordinates; with the
 // head only, on a straight line in machine coordinates. Rotary values always blend linearly.
-class RtcpBlend : public ::testing::TestWithParam<RtcpCase> {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(0, k5x_test::load_text(st, k5x_test::machine_text(GetParam().machine)));
-    k5x::set_rtcp(st, GetParam().rtcp);
-    tip = GetParam().rtcp == 1 ? tip_in_workpiece : tip_in_machine;
-  }
-  void expect_on_line(const double row[6], double f) {
-    const RtcpCase& c = GetParam();
-    double a[3], b[3], got[3];
-    tip(st, c.p0, a);
-    tip(st, c.p1, b);
-    tip(st, row, got);
-    for (int k = 0; k < 3; ++k) EXPECT_NEAR(a[k] + (b[k] - a[k]) * f, got[k], 1e-7) << "f " << f;
-    for (int k = 3; k < 6; ++k) EXPECT_NEAR(c.p0[k] + (c.p1[k] - c.p0[k]) * f, row[k], 1e-9);
-  }
-  State st;
-  void (*tip)(State&, const double*, double*) = nullptr;
-};
-
-TEST_P(RtcpBlend, InterpolationFollowsTheLine) {
-  for (double t : {0.0, 0.3, 1.0, 1.4, -0.25}) {
-    double out[6];
-    k5x::interpolation(st, GetParam().p0, GetParam().p1, t, out);
-    expect_on_line(out, t);
+// DemoHead has no table axes, so rtcp 2 would repeat rtcp 1 there.
+TEST(RtcpBlend, PositionsAndTableRowsFollowTheLine) {
+  const double h0[6] = {10, -20, 30, 0, 15, 40}, h1[6] = {60, 25, -10, 0, -35, 100};
+  const double t0[6] = {10, -20, 250, -10, 0, 40}, t1[6] = {60, 25, 200, -60, 0, 130};
+  const struct { const char* machine; int rtcp; const double *p0, *p1; } rows[] = {
+      {"HeadTable", 1, h0, h1}, {"HeadTable", 2, h0, h1}, {"DemoHead", 1, h0, h1},
+      {"Trunnion", 1, t0, t1},  {"Trunnion", 2, t0, t1}};
+  for (const auto& c : rows) {
+    SCOPED_TRACE(testing::Message() << c.machine << " rtcp " << c.rtcp);
+    k5x::State st;
+    ASSERT_EQ(0, k5x_test::load_text(st, k5x_test::machine_text(c.machine)));
+    k5x::set_rtcp(st, c.rtcp);
+    auto tip = [&](const double m[6], double at[3]) {  // workpiece coordinates under rtcp 1
+      k5x::machine_eval(st, m);
+      k5x::tool_tip(st, at);
+      if (c.rtcp == 1) k5x::xyz2pts(st, m, m + 3, at);
+    };
+    double a[3], b[3], got[3], out[6], *table = nullptr;
+    tip(c.p0, a);
+    tip(c.p1, b);
+    auto expect_on_line = [&](const double row[6], double f) {
+      tip(row, got);
+      for (int k = 0; k < 3; ++k) EXPECT_NEAR(a[k] + (b[k] - a[k]) * f, got[k], 1e-7) << f;
+      for (int k = 3; k < 6; ++k) EXPECT_NEAR(c.p0[k] + (c.p1[k] - c.p0[k]) * f, row[k], 1e-9);
+    };
+    for (double t : {0.0, 0.3, 1.0, 1.4, -0.25}) {
+      k5x::interpolation(st, c.p0, c.p1, t, out);
+      expect_on_line(out, t);
+    }
+    int n = 5;
+    k5x::interpolationtable(st, c.p0, c.p1, &n, &table);
+    for (int i = 0; i < n; ++i) expect_on_line(table + 6 * i, (i + 1) / 5.0);
+    n = 1;  // the subdivision rebuilds its rows the same way
+    k5x::xyzabc(st, c.p0, c.p1, &n, &table);
+    for (int i = 0; i < n; ++i) expect_on_line(table + 6 * i, (i + 1) / static_cast<double>(n));
   }
 }
-
-TEST_P(RtcpBlend, TableRowsFollowTheLine) {
-  int n = 5;
-  double* table = nullptr;
-  k5x::interpolationtable(st, GetParam().p0, GetParam().p1, &n, &table);
-  ASSERT_EQ(5, n);
-  for (int i = 0; i < n; ++i) expect_on_line(table + 6 * i, (i + 1) / 5.0);
-  n = 1;  // the subdivision rebuilds its rows the same way
-  k5x::xyzabc(st, GetParam().p0, GetParam().p1, &n, &table);
-  for (int i = 0; i < n; ++i) expect_on_line(table + 6 * i, (i + 1) / static_cast<double>(n));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Machines, RtcpBlend,
-    ::testing::Values(
-        RtcpCase{"HeadTable", 1, {10, -20, 30, 0, 15, 40}, {60, 25, -10, 0, -35, 100}},
-        RtcpCase{"HeadTable", 2, {10, -20, 30, 0, 15, 40}, {60, 25, -10, 0, -35, 100}},
-        RtcpCase{"DemoHead", 1, {10, -20, 30, 0, 15, 40}, {60, 25, -10, 0, -35, 100}},
-        RtcpCase{"DemoHead", 2, {10, -20, 30, 0, 15, 40}, {60, 25, -10, 0, -35, 100}},
-        RtcpCase{"Trunnion", 1, {10, -20, 250, -10, 0, 40}, {60, 25, 200, -60, 0, 130}},
-        RtcpCase{"Trunnion", 2, {10, -20, 250, -10, 0, 40}, {60, 25, 200, -60, 0, 130}}));
 
 }  // namespace
