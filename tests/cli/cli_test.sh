@@ -67,6 +67,12 @@ for rtcp in 0 1; do
   posted DemoHead "$T/cone_DemoHead.txt" "" --subdivide --rtcp "$rtcp" --tolerance 0.01
   has "$T/out" "checked 37 moves \(0 unreachable, [1-9][0-9]* inserted"
 done
+# Accepting 3 degrees of deviation, the indexed C table lands on its 5-degree steps.
+run 0 "post IndexedTable --increment-tolerance 3" "$K5X" post --machine IndexedTable \
+  "$T/cone_IndexedTable.txt" --increment-tolerance 3
+awk -F, 'NR > 1 && ($7 / 5 != int($7 / 5) || $7 == "") { bad = 1 } END { exit bad }' "$T/out"
+verdict "post --increment-tolerance: C off its 5-degree steps" $?
+has "$T/err" "largest increment deviation +[0-9.]*[1-9]"
 posted ThreeRotary "$T/cone_ThreeRotary.txt" "" --mode 1
 has "$T/p.csv" "^[0-9]+(,[^,]*){6},1,0,ok$"
 posted Trunnion "$T/cone_Trunnion.txt" "--tool-length 40" --tool-length 40

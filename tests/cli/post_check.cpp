@@ -90,12 +90,13 @@ int main(int argc, char** argv) {
       pending.emplace_back(pos, pos + 6);
       continue;
     }
-    // Inserted positions lie between the two moves on every rotary axis (they turn linearly).
-    for (const std::vector<double>& q : pending)
+    // Inserted positions split the rotary motion into equal steps (they turn linearly).
+    const double steps = static_cast<double>(pending.size() + 1);
+    for (std::size_t j = 0; j < pending.size(); ++j)
       for (int k = 3; k < 6; ++k)
-        if (!have_prev || q[k] < std::fmin(prev[k], pos[k]) - 1e-5 ||
-            q[k] > std::fmax(prev[k], pos[k]) + 1e-5)
-          fault(line, "inserted position outside the move on a rotary axis");
+        if (!have_prev ||
+            std::fabs(pending[j][k] - (prev[k] + (pos[k] - prev[k]) * (j + 1) / steps)) > 2e-6)
+          fault(line, "inserted positions do not split a rotary move evenly");
     pending.clear();
     ++last_line;
     const std::vector<double>& m = it->second;
