@@ -143,7 +143,11 @@ void apply4(const double h[16], const double p[3], double q[3]) {
   q[2] = z;
 }
 
-void rotate_vector(const double axis[3], double angle, double v[3], double eps) {
+namespace {
+
+// rotate_vector with the cosine and sine of the angle given, so that a frame's two columns share
+// one evaluation of them (the chain turns every rotary axis at every point).
+void rotate_vector_cs(const double axis[3], double cos_a, double sin_a, double v[3], double eps) {
   // Decomposed as v = r b + h n with a = n x v / |n x v| and b = a x n, so a vector along the
   // axis fails the normalisation and stays exactly as it was.
   double a[3];
@@ -153,16 +157,23 @@ void rotate_vector(const double axis[3], double angle, double v[3], double eps) 
   vcross(a, axis, b);
   const double r = vdot(v, b);
   const double h = vdot(v, axis);
-  const double rc = r * std::cos(angle);
-  const double rs = r * std::sin(angle);
+  const double rc = r * cos_a;
+  const double rs = r * sin_a;
   for (int i = 0; i < 3; ++i) v[i] = rc * b[i] + rs * a[i] + h * axis[i];
 }
 
+}  // namespace
+
+void rotate_vector(const double axis[3], double angle, double v[3], double eps) {
+  rotate_vector_cs(axis, std::cos(angle), std::sin(angle), v, eps);
+}
+
 void rotate_frame(const double axis[3], double angle, double m[9], double eps) {
+  const double c = std::cos(angle), s = std::sin(angle);
   double c0[3] = {m[0], m[3], m[6]};
   double c1[3] = {m[1], m[4], m[7]};
-  rotate_vector(axis, angle, c0, eps);
-  rotate_vector(axis, angle, c1, eps);
+  rotate_vector_cs(axis, c, s, c0, eps);
+  rotate_vector_cs(axis, c, s, c1, eps);
   double c2[3];
   vcross(c0, c1, c2);  // rebuilt, not rotated: keeps the frame orthonormal and right-handed
   for (int i = 0; i < 3; ++i) {
