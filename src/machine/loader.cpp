@@ -134,22 +134,21 @@ int letter_direction(const char* f) {
   return f[0] == '-' ? -k : k;
 }
 
-// Result of reading a direction: ok, zero length, or an over-long number field.
-enum class DirectionRead { kOk, kZero, kTooLong };
-
-// A letter form, or three numbers normalised with the library epsilon.
-DirectionRead read_direction(const State& st, const char* line, std::size_t* pos, double v[3]) {
+// A letter form, or three numbers normalised with the library epsilon. Returns 0, zero_code for
+// a numeric direction of zero length, or the code of an over-long number field.
+int read_direction(const State& st, const char* line, std::size_t* pos, double v[3],
+                   int zero_code) {
   char field[kNameSize];
   next_field(line, pos, field, sizeof field, true);
   const int k = letter_direction(field);
   if (k != 0) {
     vunit(k, v);
-    return DirectionRead::kOk;
+    return 0;
   }
   v[0] = parse_double(field);
   if (next_number(line, pos, &v[1]) < 0 || next_number(line, pos, &v[2]) < 0)
-    return DirectionRead::kTooLong;
-  return vnormalize(v, st.eps) != 0 ? DirectionRead::kZero : DirectionRead::kOk;
+    return kLoadNumberTooLong;
+  return vnormalize(v, st.eps) != 0 ? zero_code : 0;
 }
 
 // Reads n numbers; false when one of them is too long to read.
@@ -244,14 +243,7 @@ int apply_axis(State& st, LoadContext& ctx, const char* line, std::size_t* pos, 
   if (id < kIdX || id > kIdC) return kLoadBadAxisName;
   r.kind = rotary ? kKindRotary : kKindLinear;
   r.axis = id - 1;
-  switch (read_direction(st, line, pos, r.direction)) {
-    case DirectionRead::kZero:
-      return kLoadZeroAxisDirection;
-    case DirectionRead::kTooLong:
-      return kLoadNumberTooLong;
-    case DirectionRead::kOk:
-      break;
-  }
+  if (const int c = read_direction(st, line, pos, r.direction, kLoadZeroAxisDirection)) return c;
   double v[3];
   if (rotary) {
     r.factor = kDegToRad;
@@ -275,14 +267,7 @@ int apply_outil(State& st, const LoadContext& ctx, const char* line, std::size_t
   AxisRecord& r = st.machine.records[i];
   r.kind = kKindTool;
   double d[3];
-  switch (read_direction(st, line, pos, d)) {
-    case DirectionRead::kZero:
-      return kLoadZeroToolDirection;
-    case DirectionRead::kTooLong:
-      return kLoadNumberTooLong;
-    case DirectionRead::kOk:
-      break;
-  }
+  if (const int c = read_direction(st, line, pos, d, kLoadZeroToolDirection)) return c;
   vcopy(d, r.direction);
   // Both fallbacks fail for a tool along +-Y, leaving u and v zero; callers rely on that.
   const double minus_y[3] = {0, -1, 0}, plus_y[3] = {0, 1, 0};
@@ -307,14 +292,7 @@ int apply_piece(State& st, const LoadContext& ctx, const char* line, std::size_t
   r.kind = kKindWorkpiece;
   double a[3], b[3];
   for (double* dir : {a, b}) {
-    switch (read_direction(st, line, pos, dir)) {
-      case DirectionRead::kZero:
-        return kLoadBadWorkpieceDirections;
-      case DirectionRead::kTooLong:
-        return kLoadNumberTooLong;
-      case DirectionRead::kOk:
-        break;
-    }
+    if (const int c = read_direction(st, line, pos, dir, kLoadBadWorkpieceDirections)) return c;
   }
   double n[3], w[3];
   vcross(a, b, n);
