@@ -18,7 +18,7 @@ const double kDeg = 3.141592653589793 / 180.0;
 
 bool load(const char* name) {
   std::string label;
-  if (k5x_cli::load_machine_spec(name, &label) != 0) return false;
+  if (k5x_cli::load_machine_arg(name, &label) != 0) return false;
   k5x_setsilentmode(1);
   return true;
 }

@@ -33,9 +33,9 @@ const char* load_code_text(int code) {
   }
 }
 
-bool load_or_report(const std::string& spec) {
+bool load_or_report(const std::string& machine_arg) {
   std::string label;
-  const int code = load_machine_spec(spec, &label);
+  const int code = load_machine_arg(machine_arg, &label);
   if (code == 0) return true;
   std::fprintf(stderr, "k5x: cannot load %s: code %d (%s)\n", label.c_str(), code,
                load_code_text(code));

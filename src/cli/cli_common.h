@@ -9,9 +9,9 @@ namespace k5x_cli {
 
 // One-line explanation of a k5x_machine_def code.
 const char* load_code_text(int code);
-// Loads spec (embedded name, file, or the default when empty); on failure prints
-// "k5x: cannot load <label>: code N (explanation)" on stderr and returns false.
-bool load_or_report(const std::string& spec);
+// Loads the machine named by machine_arg (embedded name, file, or the default when empty); on
+// failure prints "k5x: cannot load <label>: code N (explanation)" on stderr and returns false.
+bool load_or_report(const std::string& machine_arg);
 
 // Strict number parsing: the whole text must be one finite number.
 bool parse_double(const char* text, double* out);

@@ -163,13 +163,13 @@ int cmd_info(int argc, char** argv) {
     std::fputs(kInfoHelp, stdout);
     return 0;
   }
-  std::string spec;
+  std::string machine_arg;
   for (int i = 0; i < argc; ++i) {
     if (argv[i][0] == '-' && argv[i][1] != '\0') return usage_error("info", "unknown option");
-    if (!spec.empty()) return usage_error("info", "more than one machine given");
-    spec = argv[i];
+    if (!machine_arg.empty()) return usage_error("info", "more than one machine given");
+    machine_arg = argv[i];
   }
-  if (!load_or_report(spec)) return 1;
+  if (!load_or_report(machine_arg)) return 1;
 
   const char* name = k5x_name_machine();
   std::printf("machine: %s\n", name ? name : "(unnamed)");

@@ -44,7 +44,7 @@ const char kMoveHelp[] =
     "Exit status: 0 computed, 1 the machine cannot be loaded or no memory, 2 bad arguments.\n";
 
 struct CommonArgs {
-  std::string spec;
+  std::string machine_arg;
   bool has_tool_length = false, has_rtcp = false, has_tolerance = false;
   double tool_length = 0.0, tolerance = 0.0;
   int rtcp = 1;
@@ -73,13 +73,13 @@ int common_option(const char* cmd, int argc, char** argv, int* i, CommonArgs* c)
   }
   if (a[0] == '-' && a[1] != '\0')
     return usage_error(cmd, (std::string("unknown option ") + a).c_str());
-  if (!c->spec.empty()) return usage_error(cmd, "more than one machine given");
-  c->spec = a;
+  if (!c->machine_arg.empty()) return usage_error(cmd, "more than one machine given");
+  c->machine_arg = a;
   return 0;
 }
 
 bool load_and_apply(const CommonArgs& c) {
-  if (!load_or_report(c.spec)) return false;
+  if (!load_or_report(c.machine_arg)) return false;
   k5x_setsilentmode(1);
   if (c.has_tool_length) k5x_set_outil(c.tool_length);
   if (c.has_rtcp) k5x_set_rtcp(c.rtcp);

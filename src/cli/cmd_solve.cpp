@@ -85,7 +85,7 @@ int cmd_solve(int argc, char** argv) {
     std::fputs(kSolveHelp, stdout);
     return 0;
   }
-  std::string spec;
+  std::string machine_arg;
   double ijk[3] = {0.0, 0.0, 0.0};
   double prev[3] = {0.0, 0.0, 0.0};
   bool have_ijk = false, all = false, trace = false;
@@ -106,16 +106,16 @@ int cmd_solve(int argc, char** argv) {
       trace = true;
     } else if (a[0] == '-' && a[1] != '\0') {
       return usage_error(kCmd, (std::string("unknown option ") + a).c_str());
-    } else if (!spec.empty()) {
+    } else if (!machine_arg.empty()) {
       return usage_error(kCmd, "more than one machine given");
     } else {
-      spec = a;
+      machine_arg = a;
     }
   }
   if (!have_ijk) return usage_error(kCmd, "--ijk I J K is required");
   if (std::sqrt(ijk[0] * ijk[0] + ijk[1] * ijk[1] + ijk[2] * ijk[2]) <= 1e-12)
     return usage_error(kCmd, "the direction I J K has zero length");
-  if (!load_or_report(spec)) return 1;
+  if (!load_or_report(machine_arg)) return 1;
   if (mode >= 0) k5x_set_mode(mode);
   k5x_setsilentmode(trace ? 0 : 1);
 

@@ -133,11 +133,12 @@ const EmbeddedMachine* find_embedded_machine(const std::string& name) {
   return nullptr;
 }
 
-int load_machine_spec(const std::string& spec, std::string* label) {
-  const EmbeddedMachine* m = spec.empty() ? &kMachines[0] : find_embedded_machine(spec);
+int load_machine_arg(const std::string& machine_arg, std::string* label) {
+  const EmbeddedMachine* m =
+      machine_arg.empty() ? &kMachines[0] : find_embedded_machine(machine_arg);
   if (m == nullptr) {
-    if (label) *label = spec;
-    return k5x_machine_def(spec.c_str());
+    if (label) *label = machine_arg;
+    return k5x_machine_def(machine_arg.c_str());
   }
   if (label) *label = std::string("embedded machine ") + m->name;
   // The library reads files only: hand it the text through a private temporary file.

@@ -18,8 +18,8 @@ const EmbeddedMachine* embedded_machines(int* count);
 const EmbeddedMachine* find_embedded_machine(const std::string& name);
 
 // Loads an embedded machine by name, or else a machine file by path, through k5x_machine_def.
-// Empty spec: the default machine. Returns the load code; *label gets what was loaded.
-int load_machine_spec(const std::string& spec, std::string* label);
+// Empty machine_arg: the default machine. Returns the load code; *label gets what was loaded.
+int load_machine_arg(const std::string& machine_arg, std::string* label);
 
 }  // namespace k5x_cli
 

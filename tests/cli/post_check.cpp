@@ -34,7 +34,7 @@ int main(int argc, char** argv) {
   }
   std::FILE* path = argc < 4 ? nullptr : std::fopen(argv[2], "r");
   std::FILE* csv = argc < 4 ? nullptr : std::fopen(argv[3], "r");
-  if (!path || !csv || k5x_cli::load_machine_spec(argv[1], nullptr) != 0) {
+  if (!path || !csv || k5x_cli::load_machine_arg(argv[1], nullptr) != 0) {
     std::fprintf(stderr, "usage: k5x_post_check MACHINE TOOLPATH CSV [options]\n");
     return 2;
   }
