@@ -118,9 +118,10 @@ double parse_double(const char* text) {
   return v;
 }
 
-// Truncation toward zero that stays defined for NaN and out-of-range values.
+// Truncation toward zero that stays defined for NaN and out-of-range values. NaN gives INT_MIN,
+// as the hardware conversion does, so that it is no valid mode or rtcp value.
 int to_int(double v) {
-  if (!(v == v)) return 0;
+  if (!(v == v)) return INT_MIN;
   if (v >= 2147483647.0) return INT_MAX;
   if (v <= -2147483648.0) return INT_MIN;
   return static_cast<int>(v);
@@ -238,10 +239,10 @@ int apply_axis(State& st, LoadContext& ctx, const char* line, std::size_t* pos, 
   char field[kNameSize];
   next_field(line, pos, field, sizeof field, true);
   const int id = axis_id_by_name(field);
-  // A rejected name leaves a fresh record: an axis kind without a letter would index the axis
-  // values with -1 in every later chain evaluation.
-  if (id < kIdX || id > kIdC) return kLoadBadAxisName;
+  // A rejected name still leaves an axis record (letter -1): left at the fresh kind 0 it would
+  // be taken for the frame when the anchors are derived after the failed line.
   r.kind = rotary ? kKindRotary : kKindLinear;
+  if (id < kIdX || id > kIdC) return kLoadBadAxisName;
   r.axis = id - 1;
   if (const int c = read_direction(st, line, pos, r.direction, kLoadZeroAxisDirection)) return c;
   double v[3];
@@ -475,12 +476,15 @@ int apply_line(State& st, LoadContext& ctx, const char* line) {
       return apply_piece(st, ctx, line, &pos);
     case Keyword::kLien:
       return apply_lien(st, ctx, line, &pos);
+    // A rejected line leaves no values behind, so these read into v first.
     case Keyword::kPosition:
-      if (!read_numbers(line, &pos, ctx.position, 6)) return kLoadNumberTooLong;
+      if (!read_numbers(line, &pos, v, 6)) return kLoadNumberTooLong;
+      std::memcpy(ctx.position, v, sizeof v);
       ctx.has_position = true;
       return 0;
     case Keyword::kPointChangementOutil:
-      if (!read_numbers(line, &pos, m.toolchange, 6)) return kLoadNumberTooLong;
+      if (!read_numbers(line, &pos, v, 6)) return kLoadNumberTooLong;
+      std::memcpy(m.toolchange, v, sizeof v);
       m.toolchange_flag = 1;
       return 0;
     case Keyword::kCollision:

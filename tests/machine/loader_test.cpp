@@ -90,9 +90,17 @@ TEST_F(Loader, FailedLineKeepsWhatWasReadBefore) {
                  "axe = AXE_Q, X\ntolerance = 3\n"),
             5);
   EXPECT_STREQ(m.name, "Early");
-  // The reading stopped before the tolerance line.
-  EXPECT_EQ(std::make_tuple(m.travel_max[0], m.tolerance, m.record_count),
-            std::make_tuple(5.0, 0.05, 6));
+  // The reading stopped before the tolerance line; the rejected axis is no second frame.
+  EXPECT_EQ(std::make_tuple(m.travel_max[0], m.tolerance, m.record_count, m.frame),
+            std::make_tuple(5.0, 0.05, 6, 0));
+  // A line rejected for an over-long number leaves none of its values: B's offset stays the
+  // zero of a file without `position`, and no tool change point is set.
+  const std::string too_long = std::string(256, '1') + "\n";
+  for (const char* line : {"position = 0, 0, 0, 0, 5, ", "pointchangementoutil = 7, "}) {
+    ASSERT_EQ(load_base(line + too_long), 17) << line;
+    EXPECT_EQ(std::make_tuple(rec("HB").offset, m.toolchange[0]), std::make_tuple(0.0, 0.0))
+        << line;
+  }
 }
 
 TEST_F(Loader, BlanksVanishButTabsStay) {
@@ -116,7 +124,7 @@ TEST_F(Loader, PieceOfALineLongerThan511IsALineOfItsOwn) {
 TEST_F(Loader, SettingLines) {
   ASSERT_EQ(load_base("mode = 1.9\n"), 0);
   EXPECT_EQ(m.mode, 1);
-  ASSERT_EQ(load_base("strategie = 2\nmode = 3\nrtcp = 0\nrtcp = -1\nrtcp = 1e300\n"
+  ASSERT_EQ(load_base("strategie = 2\nmode = 3\nmode = nan\nrtcp = 0\nrtcp = -1\nrtcp = 1e300\n"
                       "coursemaximum = AXE_A, 100000\ncoursemaximum = AXE_X, 100000\n"
                       "courseminimum = AXE_Y, -1000000\ncourseminimum = AXE_B, -99000\n"
                       "courseminimum = AXE_C, -99000.5\ncoursemaximum = AXE_BATI, 1\n"
