@@ -1,5 +1,7 @@
 #include "cli/cli_common.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -37,8 +39,12 @@ bool load_or_report(const std::string& machine_arg) {
   std::string label;
   const int code = load_machine_arg(machine_arg, &label);
   if (code == 0) return true;
-  std::fprintf(stderr, "k5x: cannot load %s: code %d (%s)\n", label.c_str(), code,
-               load_code_text(code));
+  // The library opens a directory without complaint and then finds no frame in it.
+  struct stat st;
+  const bool dir = !machine_arg.empty() && stat(machine_arg.c_str(), &st) == 0 &&
+                   S_ISDIR(st.st_mode) && label == machine_arg;
+  std::fprintf(stderr, "k5x: cannot load %s: code %d (%s)%s\n", label.c_str(), code,
+               load_code_text(code), dir ? "; it is a directory" : "");
   return false;
 }
 

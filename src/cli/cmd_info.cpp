@@ -17,9 +17,9 @@ const char kInfoHelp[] =
     "\n"
     "Loads MACHINE (a machine definition file or the name of an embedded machine; the\n"
     "default embedded machine when omitted) and prints it: the machine name, the record\n"
-    "tree from the frame down (kind, letter, name, direction, point, colour, value law and\n"
-    "direction flag of rotary axes, increment, links, collision flags), the travel limits,\n"
-    "the settings and the checksums of modes 1 and 3.\n"
+    "tree from the frame down (kind, letter, name, motion factor, direction, point, colour,\n"
+    "value law and direction flag of rotary axes, increment, links, collision flags), the\n"
+    "travel limits, the settings and the checksums of modes 1 and 3.\n"
     "\n"
     "A record on the workpiece side of the frame moves the workpiece, not the tool: its\n"
     "motion factor is negated.\n"
@@ -67,9 +67,14 @@ struct TreePrinter {
     shown[slot(id)] = true;
     const char* name = k5x_axe_nom(id);
     std::printf("%s- %s \"%s\": %s", indent.c_str(), id_name(id), name ? name : "", kind_text(kind));
-    if (kind == -3 || kind == -4)
-      std::printf(" axis %s, %s side", axis_letter(id),
-                  workpiece_side[slot(id)] ? "workpiece" : "tool");
+    if (kind == -3 || kind == -4) {
+      // The factor turns an axis value into motion (degrees to radians for a rotary axis);
+      // no query reads it, but it follows from the kind and the side.
+      const double factor = (kind == -3 ? 3.141592653589793 / 180.0 : 1.0) *
+                            (workpiece_side[slot(id)] ? -1.0 : 1.0);
+      std::printf(" axis %s, %s side, factor %.9g", axis_letter(id),
+                  workpiece_side[slot(id)] ? "workpiece" : "tool", factor);
+    }
     std::printf("\n");
     const std::string pad = indent + "  ";
     const double* dir = k5x_axe_axe(id);

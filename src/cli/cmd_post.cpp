@@ -59,7 +59,8 @@ const char kPostHelp[] =
     "  --increment-tolerance D\n"
     "                     on indexed rotary axes, accept a position snapped onto the\n"
     "                     axes' steps when the tool direction moves by less than D\n"
-    "                     degrees (default 0.005); D <= 0 always snaps\n"
+    "                     degrees (default: the machine's, 0.005 unless its file or\n"
+    "                     K5X_INCREMENTS_MAX_DEVIATION sets one); D <= 0 always snaps\n"
     "  --subdivide        insert between consecutive positions the intermediate positions\n"
     "                     that keep the tool within the tolerance\n"
     "  --svg FILE         plot the six axes along the toolpath into FILE (SVG), with the\n"
@@ -168,6 +169,7 @@ int parse_args(int argc, char** argv, PostArgs* a) {
     const char* s = argv[i];
     if (std::strcmp(s, "--machine") == 0) {
       if (!take_text(kCmd, argc, argv, &i, &a->machine)) return 2;
+      if (a->machine.empty()) return usage_error(kCmd, "empty machine name");
     } else if (std::strcmp(s, "-o") == 0 || std::strcmp(s, "--output") == 0) {
       if (!take_text(kCmd, argc, argv, &i, &a->output)) return 2;
       if (a->output.empty()) return usage_error(kCmd, "empty output file name");

@@ -113,7 +113,15 @@ int cmd_solve(int argc, char** argv) {
     }
   }
   if (!have_ijk) return usage_error(kCmd, "--ijk I J K is required");
-  if (std::sqrt(ijk[0] * ijk[0] + ijk[1] * ijk[1] + ijk[2] * ijk[2]) <= 1e-12)
+  double len = std::sqrt(ijk[0] * ijk[0] + ijk[1] * ijk[1] + ijk[2] * ijk[2]);
+  if (!std::isfinite(len)) {
+    // The squares overflow (so would the library's normalisation): scale the direction down.
+    const double big =
+        std::fmax(std::fabs(ijk[0]), std::fmax(std::fabs(ijk[1]), std::fabs(ijk[2])));
+    for (double& c : ijk) c /= big;
+    len = std::sqrt(ijk[0] * ijk[0] + ijk[1] * ijk[1] + ijk[2] * ijk[2]);
+  }
+  if (len <= 1e-12)
     return usage_error(kCmd, "the direction I J K has zero length");
   if (!load_or_report(machine_arg)) return 1;
   if (mode >= 0) k5x_set_mode(mode);
@@ -127,9 +135,23 @@ int cmd_solve(int argc, char** argv) {
   double out[3] = {prev[0], prev[1], prev[2]};
   if (machine_has_three_rotary()) {
     const int m = mode >= 0 ? mode : k5x_get_mode();
+    // The solver leaves lock flags and narrowed travel windows behind; --all lists the
+    // solutions of the machine as loaded.
+    int fixe[3];
+    double lo[3], hi[3];
+    for (int i = 0; i < 3; ++i) {
+      fixe[i] = k5x_axe_fixe_get(4 + i);
+      lo[i] = k5x_axe_course_minimum(4 + i);
+      hi[i] = k5x_axe_course_maximum(4 + i);
+    }
     std::fflush(stdout);  // the solver's trace lines go to the same stream
     const int r = k5x_ex_getabc_3r(ijk, prev, out, m);
     std::fflush(stdout);
+    for (int i = 0; i < 3; ++i) {
+      k5x_axe_fixe_set(4 + i, fixe[i]);
+      k5x_axe_set_course_minimum(4 + i, lo[i]);
+      k5x_axe_set_course_maximum(4 + i, hi[i]);
+    }
     std::printf("solver:     three rotary axes, mode %d\n", m);
     std::printf("result:     %d (%s)\n", r, solver3r_code_text(r).c_str());
     if (r == -1)

@@ -182,7 +182,11 @@ int parse_move_line(const char* b, const char* e, double v[6], double zero_lengt
       return -1;
     }
     const char* num = tok;
-    if (num < tok_end && *num == '+') ++num;
+    // from_chars takes no '+'; one is allowed, but not before another sign.
+    if (num < tok_end && *num == '+') {
+      ++num;
+      if (num < tok_end && (*num == '-' || *num == '+')) num = tok_end;
+    }
     double x = 0.0;
     const auto r = std::from_chars(num, tok_end, x);
     if (num == tok_end || r.ptr != tok_end || r.ec == std::errc::invalid_argument) {
@@ -211,7 +215,13 @@ int parse_move_line(const char* b, const char* e, double v[6], double zero_lengt
     set_reason(reason, reason_size, what, nullptr, nullptr);
     return -1;
   }
-  const double len = std::sqrt(v[3] * v[3] + v[4] * v[4] + v[5] * v[5]);
+  double len = std::sqrt(v[3] * v[3] + v[4] * v[4] + v[5] * v[5]);
+  if (!std::isfinite(len)) {
+    // The squares overflow (so would the library's normalisation): scale the direction down.
+    const double big = std::fmax(std::fabs(v[3]), std::fmax(std::fabs(v[4]), std::fabs(v[5])));
+    for (int k = 3; k < 6; ++k) v[k] /= big;
+    len = std::sqrt(v[3] * v[3] + v[4] * v[4] + v[5] * v[5]);
+  }
   if (!(len > zero_length)) {
     set_reason(reason, reason_size, "zero tool direction (I J K)", nullptr, nullptr);
     return -1;

@@ -131,6 +131,11 @@ bool SvgPlot::write(std::FILE* f, const char* title, const PlotAxes& axes) const
       lo -= 1.0;
       hi += 1.0;
     }
+    if (!(hi > lo)) {  // huge values, which a unit does not move
+      const double w = 1e-6 * std::fabs(lo);
+      lo -= w;
+      hi += w;
+    }
     const double pad = 0.05 * (hi - lo);
     lo -= pad;
     hi += pad;
@@ -149,7 +154,11 @@ bool SvgPlot::write(std::FILE* f, const char* title, const PlotAxes& axes) const
     const double mag = std::pow(10.0, std::floor(std::log10(raw)));
     const double r = raw / mag;
     const double step = (r < 1.5 ? 1.0 : r < 3.5 ? 2.0 : r < 7.5 ? 5.0 : 10.0) * mag;
-    for (double v = std::ceil(lo / step) * step; v <= hi; v += step) {
+    // Counted, not accumulated: at huge values a step may be below the spacing of doubles.
+    const double first = std::ceil(lo / step) * step;
+    for (int g = 0; g <= 20; ++g) {
+      const double v = first + g * step;
+      if (!(v <= hi)) break;
       const double y = ypix(v);
       std::fprintf(f,
                    "<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke=\"#eee\"/>"

@@ -39,6 +39,10 @@ printf '%s\n' "bati = Z, F" "axe = AXE_X, X, X" "axe = AXE_Y, Y, Y" "axe = AXE_Z
 
 run 0 "info" "$K5X" info IndexedTable
 has "$T/out" "^machine: IndexedTable$" "indexed in 5-degree steps"
+run 0 "info Trunnion" "$K5X" info Trunnion  # the trunnion carries the workpiece: -pi/180
+has "$T/out" "rotary axis A, workpiece side, factor -0\.0174532925$"
+run 1 "info directory" "$K5X" info "$T"
+has "$T/err" "code 12 .*it is a directory$"
 # DemoHead turns the tool (0, 0, -1) by B about Y, then by C about Z: (0.5, 0, -cos 30) is
 # B = -30 with C = 0, or B = 30 with C = 180; at 0 the tip is the tool length along +Z.
 run 0 "solve" "$K5X" solve --ijk 0.5 0 -0.8660254
@@ -48,6 +52,19 @@ run 0 "solve --all" "$K5X" solve Trunnion --ijk 0 0 1 --all
 has "$T/out" "^ +1 +A +0\.000000 +B +0\.000000 +C +0\.000000 +free: C$"
 run 0 "solve three rotary" "$K5X" solve ThreeRotary --ijk 0.3 0.2 0.9 --mode 1
 has "$T/out" "^solver: +three rotary axes, mode 1" "^result: +1 \(in-travel solution\)"
+# --all lists the machine as loaded, whatever windows and locks the three-rotary solver left.
+printf '%s\n' "courseminimum = AXE_A, -45" "coursemaximum = AXE_A, 45" "bati = Z, F" \
+  "axe = AXE_X, X, X" "axe = AXE_Y, Y, Y" "axe = AXE_Z, Z, Z" \
+  "rotation = AXE_A, X, 0, 1, 0, 0, 250, A" "rotation = AXE_B, Y, 0, 1, 0, 0, 150, B" \
+  "outil = Z, 0, 0, 0" "lien = AXE_BATI" "rotation = AXE_C, Z, 0, 1, 0, 0, 0, C" \
+  "increment = AXE_C, 15" "piece = X, Y, 0, 0, 0" >"$T/3r15.k5x"
+for m in 0 1 2; do
+  "$K5X" solve "$T/3r15.k5x" --ijk 0.3 0.2 0.9 --mode $m --all | grep "^all"
+done >"$T/all"
+[ "$(sort -u "$T/all" | wc -l)" -eq 1 ] && [ "$(wc -l <"$T/all")" -eq 3 ]
+verdict "solve --all depends on the three-rotary mode" $?
+run 0 "solve huge direction" "$K5X" solve --ijk 0 0 -1e300  # the tool's rest direction
+has "$T/out" "^result: +0 "
 run 0 "xyz" "$K5X" xyz --point 10 20 30 --abc 0 0 0 --tool-length 100
 has "$T/out" "^axes: +X 10\.000000 +Y 20\.000000 +Z -70\.000000 "
 run 0 "move" "$K5X" move --from 0 0 0 0 0 0 --to 10 -5 20 0 0 0 --steps 5 --rtcp 0
@@ -116,6 +133,7 @@ done <<'EOF'
 1 2 3 0 0 1 7|more than 6
 1,,2,3,0,0,1|empty field
 1 2 3 nan 0 1|nan
+1 2 +-3 0 0 1|not a number
 EOF
 printf '0 0 0 0 0 -1\nfoo\n1 1 1 0.1 0 -1\n1 2 3\n2 2 2 0 0.1 -1\n' >"$T/skip.txt"
 posted DemoHead "$T/skip.txt" "" --skip-bad
@@ -126,8 +144,15 @@ has "$T/err" "cannot open .*missing.txt"
 run 1 "post bad machine" "$K5X" post --machine "$T/nope.k5x" "$T/forms.txt"
 has "$T/err" "cannot load .*nope.k5x: code 1"
 run 2 "post bad option" "$K5X" post --rtcp 5 "$T/forms.txt"
+run 2 "post empty machine" "$K5X" post --machine "" "$T/forms.txt"
 run 0 "post demo" "$K5X" post --demo
 has "$T/err" "moves read +[1-9][0-9]{2}$" "unreachable moves +0$"
+# Values 16 apart near 1e17 (one double spacing), and a direction whose squares overflow.
+printf '%s\n' "1e17 1e17 99999999999999920 0 0 1" "0 0 0 1e200 0 1e200" \
+  "100000000000000016 100000000000000016 99999999999999936 0 0 1" >"$T/huge.txt"
+run 0 "post huge values --svg" bash -c 'ulimit -f 10000; exec timeout 20 "$@"' _ "$K5X" post \
+  --machine HeadTable "$T/huge.txt" --svg "$T/huge.svg"
+has "$T/out" "^2,.*,0,0,ok$"
 
 echo "$pass passed, $fail failed"
 [ "$fail" -eq 0 ]
