@@ -173,11 +173,13 @@ Link* link_to(State& st, int parent, int child) {
   return nullptr;
 }
 
-// Appends a record below the current one; returns its index or a load code as a negative value.
-int new_record(State& st, int parent, int* code) {
+// Appends a record of the given kind below parent. Returns its index, or a negative value with
+// the load code in *code (a record refused for a third child stays appended, fresh, unlinked).
+int new_record(State& st, int parent, int kind, int* code) {
   const int r = record_new(st, parent);
   if (r == -1) *code = kLoadTooManyRecords;
   if (r == -2) *code = kLoadTooManyChildren;
+  if (r >= 0) st.machine.records[r].kind = kind;
   return r;
 }
 
@@ -193,10 +195,9 @@ void set_columns(double m[9], const double c0[3], const double c1[3], const doub
 int apply_bati(State& st, LoadContext& ctx, const char* line, std::size_t* pos) {
   if (st.machine.record_count > 0) return kLoadFrameNotFirst;
   int code = 0;
-  const int i = new_record(st, kNone, &code);
+  const int i = new_record(st, kNone, kKindFrame, &code);
   if (i < 0) return code;
   AxisRecord& r = st.machine.records[i];
-  r.kind = kKindFrame;
   ctx.current = i;
   char field[kNameSize];
   next_field(line, pos, field, sizeof field, true);
@@ -232,16 +233,15 @@ int apply_bati(State& st, LoadContext& ctx, const char* line, std::size_t* pos) 
 
 int apply_axis(State& st, LoadContext& ctx, const char* line, std::size_t* pos, bool rotary) {
   int code = 0;
-  const int i = new_record(st, ctx.current, &code);
+  // A rejected name still leaves an axis record (letter -1): left at the fresh kind 0 it would
+  // be taken for the frame when the anchors are derived after the failed line.
+  const int i = new_record(st, ctx.current, rotary ? kKindRotary : kKindLinear, &code);
   if (i < 0) return code;
   AxisRecord& r = st.machine.records[i];
   ctx.current = i;
   char field[kNameSize];
   next_field(line, pos, field, sizeof field, true);
   const int id = axis_id_by_name(field);
-  // A rejected name still leaves an axis record (letter -1): left at the fresh kind 0 it would
-  // be taken for the frame when the anchors are derived after the failed line.
-  r.kind = rotary ? kKindRotary : kKindLinear;
   if (id < kIdX || id > kIdC) return kLoadBadAxisName;
   r.axis = id - 1;
   if (const int c = read_direction(st, line, pos, r.direction, kLoadZeroAxisDirection)) return c;
@@ -263,10 +263,9 @@ int apply_axis(State& st, LoadContext& ctx, const char* line, std::size_t* pos, 
 int apply_outil(State& st, const LoadContext& ctx, const char* line, std::size_t* pos) {
   if (ctx.current < 0) return kLoadToolWithoutParent;
   int code = 0;
-  const int i = new_record(st, ctx.current, &code);
+  const int i = new_record(st, ctx.current, kKindTool, &code);
   if (i < 0) return code;
   AxisRecord& r = st.machine.records[i];
-  r.kind = kKindTool;
   double d[3];
   if (const int c = read_direction(st, line, pos, d, kLoadZeroToolDirection)) return c;
   vcopy(d, r.direction);
@@ -287,10 +286,9 @@ int apply_outil(State& st, const LoadContext& ctx, const char* line, std::size_t
 int apply_piece(State& st, const LoadContext& ctx, const char* line, std::size_t* pos) {
   if (ctx.current < 0) return kLoadWorkpieceWithoutParent;
   int code = 0;
-  const int i = new_record(st, ctx.current, &code);
+  const int i = new_record(st, ctx.current, kKindWorkpiece, &code);
   if (i < 0) return code;
   AxisRecord& r = st.machine.records[i];
-  r.kind = kKindWorkpiece;
   double a[3], b[3];
   for (double* dir : {a, b}) {
     if (const int c = read_direction(st, line, pos, dir, kLoadBadWorkpieceDirections)) return c;
