@@ -235,18 +235,10 @@ int machine2tool(State& st, const double m[6], double out[6]) {
 double* table_reserve(State& st, int n) {
   if (n < 1) n = 1;
   if (st.table != nullptr && st.table_capacity > 0 && n <= st.table_capacity) return st.table;
-  const std::size_t row = 6 * sizeof(double);
-  void* grown = nullptr;
-  if (static_cast<std::size_t>(n) <= SIZE_MAX / row)
-    grown = std::realloc(st.table, static_cast<std::size_t>(n) * row);
-  if (grown == nullptr) {
-    // Rows handed out earlier are void after a growing call anyway; release rather than leak.
-    std::free(st.table);
-    st.table = nullptr;
+  if (!grow_buffer(st.table, static_cast<std::size_t>(n), 6)) {
     st.table_capacity = 0;
     return nullptr;
   }
-  st.table = static_cast<double*>(grown);
   st.table_capacity = n;
   return st.table;
 }

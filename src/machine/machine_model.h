@@ -4,7 +4,9 @@
 #ifndef K5X_MACHINE_MACHINE_MODEL_H
 #define K5X_MACHINE_MACHINE_MODEL_H
 
+#include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 
 namespace k5x {
@@ -141,6 +143,22 @@ struct State {
 
   Context ctx;
 };
+
+// Grows a library-owned malloc buffer to count groups of `group` elements. On failure the old
+// buffer is released (rows handed out before are void after a growing call anyway; losing the
+// pointer would leak it), buf becomes null and false is returned.
+template <class T>
+bool grow_buffer(T*& buf, std::size_t count, std::size_t group = 1) {
+  void* grown = nullptr;
+  if (count <= SIZE_MAX / (group * sizeof(T))) grown = std::realloc(buf, count * group * sizeof(T));
+  if (grown == nullptr) {
+    std::free(buf);
+    buf = nullptr;
+    return false;
+  }
+  buf = static_cast<T*>(grown);
+  return true;
+}
 
 // Model operations.
 void record_init(AxisRecord& r);

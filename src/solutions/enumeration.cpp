@@ -73,14 +73,10 @@ bool reserve_solutions(State& st, int n) {
   const int capacity = n > st.solutions_capacity ? n : st.solutions_capacity;
   // At least one element, so that an empty list is never mistaken for a failed allocation.
   const std::size_t elems = capacity > 0 ? static_cast<std::size_t>(capacity) : 1u;
-  void* p = std::realloc(st.solutions, elems * 3 * sizeof(double));
-  if (p == nullptr) {
-    std::free(st.solutions);
-    st.solutions = nullptr;
+  if (!grow_buffer(st.solutions, elems, 3)) {
     st.solutions_capacity = 0;
     return false;
   }
-  st.solutions = static_cast<double*>(p);
   st.solutions_capacity = capacity;
   return true;
 }
@@ -91,14 +87,10 @@ bool reserve_flags(State& st, int n) {
   if (st.solution_flags != nullptr && n <= st.flags_capacity) return true;
   int capacity = st.solutions_capacity > n ? st.solutions_capacity : n;
   const std::size_t elems = capacity > 0 ? static_cast<std::size_t>(capacity) : 1u;
-  void* p = std::realloc(st.solution_flags, elems * sizeof(int));
-  if (p == nullptr) {
-    std::free(st.solution_flags);
-    st.solution_flags = nullptr;
+  if (!grow_buffer(st.solution_flags, elems)) {
     st.flags_capacity = 0;
     return false;
   }
-  st.solution_flags = static_cast<int*>(p);
   st.flags_capacity = static_cast<int>(elems);
   return true;
 }
