@@ -1,0 +1,64 @@
+// Runs the benchmarks, then prints the ratios that matter, each between two timings of this same
+// run (absolute times say little across machines; ratios within one run do).
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Keeps, per benchmark name, the real time of one iteration in nanoseconds.
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.error_occurred || run.run_type != Run::RT_Iteration || run.iterations == 0) continue;
+      const double ns = run.real_accumulated_time * 1e9 / static_cast<double>(run.iterations);
+      nanoseconds[run.benchmark_name()] = ns;
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+  std::map<std::string, double> nanoseconds;
+};
+
+void ratio(const RatioReporter& r, const char* what, const char* num, const char* den,
+           const char* target) {
+  const auto a = r.nanoseconds.find(num), b = r.nanoseconds.find(den);
+  if (a == r.nanoseconds.end() || b == r.nanoseconds.end() || b->second <= 0.0) {
+    std::printf("  %-44s not measured (%s or %s missing)\n", what, num, den);
+    return;
+  }
+  std::printf("  %-44s %9.2f   (%s)\n", what, a->second / b->second, target);
+}
+
+void rate(const RatioReporter& r, const char* what, const char* name, const char* target) {
+  const auto a = r.nanoseconds.find(name);
+  if (a == r.nanoseconds.end() || a->second <= 0.0) {
+    std::printf("  %-44s not measured (%s missing)\n", what, name);
+    return;
+  }
+  std::printf("  %-44s %9.0f   (%s)\n", what, 1e9 / a->second, target);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  std::printf("\nratios within this run:\n");
+  ratio(reporter, "one move / closed-form floor", "BM_OneMove", "BM_FloorMove", "target <= 3");
+  ratio(reporter, "KDL LMA move / one move", "BM_KdlMove", "BM_OneMove", "target >= 100");
+  ratio(reporter, "enumeration / closed-form floor move", "BM_Enumeration", "BM_FloorMove",
+        "target <= 400");
+  rate(reporter, "post moves/s, 1 thread", "BM_PostFile/1/real_time", "target >= 2,000,000");
+  rate(reporter, "post moves/s with --subdivide, 1 thread", "BM_PostFileSubdivide/1/real_time",
+       "target >= 600,000");
+  ratio(reporter, "post, 1 thread / 2 threads (time)", "BM_PostFile/1/real_time",
+        "BM_PostFile/2/real_time", "target >= 1.7");
+  benchmark::Shutdown();
+  return 0;
+}
