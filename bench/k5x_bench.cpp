@@ -8,9 +8,12 @@
 #include <vector>
 
 #include "cli/embedded_machines.h"
-#include "cli/fast_io.h"
-#include "cli/post_engine.h"
 #include "k5x.h"
+#include "machine/loader.h"
+#include "machine/machine_model.h"
+#include "toolpath/csv_writer.h"
+#include "toolpath/planner.h"
+#include "toolpath/text_io.h"
 
 namespace {
 
@@ -86,20 +89,24 @@ void BM_Xyzabc(benchmark::State& state) {
 }
 BENCHMARK(BM_Xyzabc)->Arg(0)->Arg(1);
 
-// The per-move path of k5x post from text to CSV, written to /dev/null.
-void BM_PostRun(benchmark::State& state) {
-  if (!load("DemoHead")) {
+// The per-move path of k5x post from text to CSV, written to /dev/null: a pass over a dome on
+// DemoHead, tool axes in CAM sense. Arg 0: plan over the path; 1: nearest, move by move.
+void post_run(benchmark::State& state, k5x::Linearise linearise) {
+  k5x::State st;
+  if (k5x_cli::load_machine_arg("DemoHead", nullptr, [&st](const char* path) {
+        return k5x::machine_def(st, path);
+      }) != 0) {
     state.SkipWithError("cannot load DemoHead");
     return;
   }
-  const bool subdivide = state.range(0) != 0;
+  st.silent = 1;
   const std::vector<double> dirs = directions(1024);
   std::vector<std::string> lines;
   char buf[160];
   for (int i = 0; i < 1024; ++i) {
     std::snprintf(buf, sizeof buf, "%.4f,%.4f,%.4f,%.6f,%.6f,%.6f", 40.0 * dirs[3 * i],
-                  40.0 * dirs[3 * i + 1], -40.0 * dirs[3 * i + 2], dirs[3 * i], dirs[3 * i + 1],
-                  dirs[3 * i + 2]);
+                  40.0 * dirs[3 * i + 1], -40.0 * dirs[3 * i + 2], -dirs[3 * i],
+                  -dirs[3 * i + 1], -dirs[3 * i + 2]);
     lines.emplace_back(buf);
   }
   std::FILE* sink = std::fopen("/dev/null", "wb");
@@ -108,29 +115,45 @@ void BM_PostRun(benchmark::State& state) {
     return;
   }
   {
-    k5x_cli::OutBuffer out(sink);
-    k5x_cli::PostEngine engine(&out, nullptr);
-    const double start[3] = {0, 0, 0};
-    engine.configure(start, false, 0, subdivide);
-    engine.write_header();
+    k5x::OutBuffer out(sink);
+    k5x::CsvWriter csv(&out);
+    k5x::PlanOptions options;
+    options.linearise = linearise;
+    options.choice = state.range(0) == 0 ? k5x::Choice::path : k5x::Choice::nearest;
+    k5x::Planner planner(st, options, &csv);
+    csv.write_header();
     char reason[160];
     double v[6];
     std::size_t i = 0;
     long line = 0;
+    k5x::ProgrammedMove move;
     for (auto _ : state) {
       const std::string& l = lines[i];
-      if (k5x_cli::parse_move_line(l.data(), l.data() + l.size(), v, 1e-6, reason,
-                                   sizeof reason) == 1)
-        engine.move(++line, v);
+      if (k5x::parse_move_line(l.data(), l.data() + l.size(), v, 1e-6, reason, sizeof reason) ==
+          1) {
+        for (int k = 0; k < 3; ++k) {
+          move.point[k] = v[k];
+          move.axis[k] = v[3 + k];
+        }
+        move.line = ++line;
+        move.index = line - 1;
+        planner.push(move);
+      }
       i = (i + 1) & 1023;
     }
+    planner.finish();
     out.flush();
     state.counters["rows/move"] = benchmark::Counter(
-        static_cast<double>(engine.stats().positions) / static_cast<double>(state.iterations()));
+        static_cast<double>(planner.stats().positions) / static_cast<double>(state.iterations()));
   }
   std::fclose(sink);
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_PostRun)->Arg(0)->Arg(1);
+
+void BM_PostFile(benchmark::State& state) { post_run(state, k5x::Linearise::none); }
+BENCHMARK(BM_PostFile)->Arg(0)->Arg(1)->UseRealTime();
+
+void BM_PostFileSubdivide(benchmark::State& state) { post_run(state, k5x::Linearise::tolerance); }
+BENCHMARK(BM_PostFileSubdivide)->Arg(0)->Arg(1)->UseRealTime();
 
 }  // namespace

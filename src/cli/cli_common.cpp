@@ -36,8 +36,12 @@ const char* load_code_text(int code) {
 }
 
 bool load_or_report(const std::string& machine_arg) {
+  return load_or_report(machine_arg, [](const char* path) { return k5x_machine_def(path); });
+}
+
+bool load_or_report(const std::string& machine_arg, const std::function<int(const char*)>& load) {
   std::string label;
-  const int code = load_machine_arg(machine_arg, &label);
+  const int code = load_machine_arg(machine_arg, &label, load);
   if (code == 0) return true;
   // The library opens a directory without complaint and then finds no frame in it.
   struct stat st;

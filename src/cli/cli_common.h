@@ -3,6 +3,7 @@
 #ifndef K5X_CLI_CLI_COMMON_H
 #define K5X_CLI_CLI_COMMON_H
 
+#include <functional>
 #include <string>
 
 namespace k5x_cli {
@@ -12,6 +13,8 @@ const char* load_code_text(int code);
 // Loads the machine named by machine_arg (embedded name, file, or the default when empty); on
 // failure prints "k5x: cannot load <label>: code N (explanation)" on stderr and returns false.
 bool load_or_report(const std::string& machine_arg);
+// The same through load (a file path in, a load code out), for a caller with its own machine.
+bool load_or_report(const std::string& machine_arg, const std::function<int(const char*)>& load);
 
 // Strict number parsing: the whole text must be one finite number.
 bool parse_double(const char* text, double* out);

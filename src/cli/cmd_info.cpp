@@ -2,11 +2,16 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "cli/cli_common.h"
 #include "cli/commands.h"
+#include "cli/embedded_machines.h"
 #include "k5x.h"
+#include "machine/loader.h"
+#include "machine/machine_model.h"
+#include "toolpath/kinematics.h"
 
 namespace k5x_cli {
 
@@ -178,6 +183,16 @@ int cmd_info(int argc, char** argv) {
 
   const char* name = k5x_name_machine();
   std::printf("machine: %s\n", name ? name : "(unnamed)");
+  // How k5x post reads CAM tool axes on this machine, from a machine of its own.
+  std::unique_ptr<k5x::State> own(new k5x::State());
+  if (load_machine_arg(machine_arg, nullptr,
+                       [&own](const char* path) { return k5x::machine_def(*own, path); }) == 0) {
+    own->silent = 1;
+    const bool cam = k5x::read_machine_facts(*own).cam_sense;
+    std::printf("tool axis: %s\n", cam ? "from the tip towards the spindle, as CAM systems write it"
+                                       : "from the spindle towards the tip; k5x post turns CAM "
+                                         "tool axes round");
+  }
   std::printf("records:\n");
   TreePrinter tree;
   tree.mark_workpiece_side();

@@ -16,10 +16,15 @@
 #include "cli/cli_common.h"
 #include "cli/commands.h"
 #include "cli/embedded_machines.h"
-#include "cli/fast_io.h"
-#include "cli/post_engine.h"
 #include "cli/svg_plot.h"
-#include "k5x.h"
+#include "geometry/axis_queries.h"
+#include "geometry/travel.h"
+#include "machine/loader.h"
+#include "machine/machine_model.h"
+#include "motion/increments.h"
+#include "toolpath/csv_writer.h"
+#include "toolpath/planner.h"
+#include "toolpath/text_io.h"
 
 namespace k5x_cli {
 
@@ -31,38 +36,57 @@ const char kPostHelp[] =
     "usage: k5x post [--machine MACHINE] [TOOLPATH] [options]\n"
     "\n"
     "Turns a toolpath into machine axis positions. TOOLPATH holds one move per line:\n"
-    "the tool tip X Y Z and the tool direction I J K in workpiece coordinates, separated\n"
-    "by blanks or commas. Blank lines and lines starting with '#' are skipped. TOOLPATH '-'\n"
-    "or no TOOLPATH reads standard input; with no TOOLPATH while standard input is a\n"
-    "terminal, an embedded demo toolpath runs (a spiral over a dome and two passes over\n"
-    "its top, where the tool stands vertical).\n"
+    "the tool tip X Y Z and the tool axis I J K in workpiece coordinates, separated by\n"
+    "blanks or commas. Blank lines and lines starting with '#' are skipped. TOOLPATH '-'\n"
+    "reads standard input; with no TOOLPATH an embedded demo toolpath runs (a spiral over a\n"
+    "dome and two passes over its top, where the tool stands vertical).\n"
     "\n"
-    "For each move the rotary axes are solved for the direction, starting from the previous\n"
-    "move's angles (machines with three rotary axes use the three-rotary solver), then the\n"
-    "linear axes are placed so that the tool tip is on the point.\n"
+    "The tool axis is read as CAM systems write it, from the tip towards the spindle (+Z\n"
+    "for a vertical tool), whatever sense the machine file uses ('k5x info' says which).\n"
+    "For each move every solution of the rotary axes is found; one is chosen per move over\n"
+    "the whole toolpath so that every move that can be within travel is, with the least\n"
+    "rotary motion. The linear axes then put the tool tip on the point.\n"
     "\n"
     "options:\n"
     "  --machine MACHINE  machine definition file or embedded machine name (default: the\n"
     "                     default embedded machine)\n"
     "  -o, --output FILE  write the CSV to FILE instead of standard output; FILE is only\n"
     "                     replaced when the whole run succeeds\n"
+    "  --choice path|nearest\n"
+    "                     path (default): plan the solutions over the whole toolpath;\n"
+    "                     nearest: solve each move from the previous one alone\n"
+    "  --tool-axis cam|machine\n"
+    "                     sense of I J K: cam (default) from the tip towards the spindle;\n"
+    "                     machine: as the machine file's tool direction means it\n"
     "  --prev A B C       rotary angles before the first move (default 0 0 0)\n"
-    "  --start auto       start from the first in-travel solution of the first direction\n"
-    "                     instead (--start prev: from --prev, the default)\n"
-    "  --mode M           solution choice: 0 smallest largest rotary change, 1 smallest\n"
-    "                     change of the first free axis, 2 the solver's order; on three\n"
-    "                     rotary axes 1 and 2 search in-travel solutions\n"
-    "  --rtcp R           tool-point compensation used by --subdivide: 0 off, 1 full,\n"
+    "  --start auto       start from the first in-travel solution of the first direction,\n"
+    "                     free of --prev (--start prev: from --prev, the default)\n"
+    "  --mode M           rotary motion to keep least: 0 the largest change of any rotary\n"
+    "                     axis, 1 the change of the first free axis, 2 as 0 (with --choice\n"
+    "                     nearest: the solver's order); on three rotary axes 1 and 2 search\n"
+    "                     in-travel solutions\n"
+    "  --subdivide        insert positions between consecutive ones until, with all axes\n"
+    "                     moving linearly, the tool tip stays within --tolerance of the\n"
+    "                     programmed straight move and the tool axis within\n"
+    "                     --angle-tolerance of the programmed change of axis\n"
+    "  --subdivide=formula\n"
+    "                     insert the library's subdivision instead (rtcp and tolerance of\n"
+    "                     the machine; see --rtcp)\n"
+    "  --tolerance T      tool tip tolerance of the subdivision (default: the machine's)\n"
+    "  --angle-tolerance D\n"
+    "                     tool axis tolerance in degrees (default 0.5); near the direction\n"
+    "                     along the first rotary axis, a swing of that axis is spread over\n"
+    "                     the neighbouring moves whose axis lies within D of it\n"
+    "  --wrap none|modulo rotary axes without travel limits: none (default) keep turning\n"
+    "                     the nearest way; modulo write them in [0, 360)\n"
+    "  --rtcp R           tool-point compensation of --subdivide=formula: 0 off, 1 full,\n"
     "                     2 head only\n"
     "  --tool-length L    tool length\n"
-    "  --tolerance T      tolerance of the subdivision\n"
     "  --increment-tolerance D\n"
     "                     on indexed rotary axes, accept a position snapped onto the\n"
     "                     axes' steps when the tool direction moves by less than D\n"
     "                     degrees (default: the machine's, 0.005 unless its file or\n"
     "                     K5X_INCREMENTS_MAX_DEVIATION sets one); D <= 0 always snaps\n"
-    "  --subdivide        insert between consecutive positions the intermediate positions\n"
-    "                     that keep the tool within the tolerance\n"
     "  --svg FILE         plot the six axes along the toolpath into FILE (SVG), with the\n"
     "                     travel limits and the failing moves marked\n"
     "  --skip-bad         report and skip malformed lines instead of stopping\n"
@@ -70,17 +94,19 @@ const char kPostHelp[] =
     "\n"
     "Output: a header, then one row per position:\n"
     "  line,X,Y,Z,A,B,C,solver,travel,status\n"
-    "line is the move's source line; solver the solver's result (two rotary axes: 0 in\n"
-    "travel, 1 unreachable, else a travel code; three rotary axes: 1 in travel, -1 no\n"
-    "solution, else a travel code); travel the position's travel code (0 in travel, +-k axis\n"
-    "k = 1..6 above/below, 9 several); status 'ok', 'out-of-travel:' with the axes (B+ above,\n"
-    "B- below) or 'unreachable' (the position fields are then empty). Rows inserted by\n"
-    "--subdivide carry the line of the move they lead to and an empty solver field; the\n"
-    "move's own row comes last. An unreachable or out-of-travel move never stops the run.\n"
+    "line is the move's source line; solver the solver's result for the chosen solution (two\n"
+    "rotary axes: 0 in travel, 1 unreachable, else a travel code; three rotary axes: 1 in\n"
+    "travel, -1 no solution, else a travel code); travel the position's travel code (0 in\n"
+    "travel, +-k axis k = 1..6 above/below, 9 several); status 'ok', 'out-of-travel:' with\n"
+    "the axes (B+ above, B- below) or 'unreachable' (the position fields are then empty).\n"
+    "Rows inserted by --subdivide carry the line of the move they lead to and an empty\n"
+    "solver field; the move's own row comes last. An unreachable or out-of-travel move\n"
+    "never stops the run.\n"
     "\n"
-    "A summary goes to standard error: moves read, positions written, unreachable moves,\n"
-    "out-of-travel positions per axis, the largest rotary jump between consecutive moves,\n"
-    "the largest increment deviation, the elapsed time and the moves per second.\n"
+    "A summary goes to standard error: moves read, positions written and inserted,\n"
+    "unreachable moves, out-of-travel positions per axis, rotary swings over 45 degrees\n"
+    "(the first ones with their lines), the range of each rotary axis, the largest\n"
+    "deviation left between positions, the elapsed time and the moves per second.\n"
     "\n"
     "Exit status: 0 done; 1 the machine, toolpath or output cannot be read or written;\n"
     "2 bad arguments, or a malformed line (reported as FILE:LINE: reason) without\n"
@@ -161,7 +187,11 @@ struct PostArgs {
   double tool_length = 0.0, tolerance = 0.0;
   bool has_increment_tolerance = false;
   double increment_tolerance = 0.0;
-  bool subdivide = false, skip_bad = false;
+  bool skip_bad = false;
+  k5x::Choice choice = k5x::Choice::path;
+  k5x::Linearise linearise = k5x::Linearise::none;
+  bool machine_axis = false, wrap_modulo = false;
+  double angle_tolerance = 0.5;
 };
 
 int parse_args(int argc, char** argv, PostArgs* a) {
@@ -203,8 +233,41 @@ int parse_args(int argc, char** argv, PostArgs* a) {
     } else if (std::strcmp(s, "--increment-tolerance") == 0) {
       if (!take_numbers(kCmd, argc, argv, &i, 1, &a->increment_tolerance)) return 2;
       a->has_increment_tolerance = true;
-    } else if (std::strcmp(s, "--subdivide") == 0) {
-      a->subdivide = true;
+    } else if (std::strcmp(s, "--subdivide") == 0 ||
+               std::strcmp(s, "--subdivide=tolerance") == 0) {
+      a->linearise = k5x::Linearise::tolerance;
+    } else if (std::strcmp(s, "--subdivide=formula") == 0) {
+      a->linearise = k5x::Linearise::formula;
+    } else if (std::strcmp(s, "--angle-tolerance") == 0) {
+      if (!take_numbers(kCmd, argc, argv, &i, 1, &a->angle_tolerance)) return 2;
+      if (!(a->angle_tolerance > 0.0)) return usage_error(kCmd, "--angle-tolerance must be above 0");
+    } else if (std::strcmp(s, "--choice") == 0) {
+      std::string v;
+      if (!take_text(kCmd, argc, argv, &i, &v)) return 2;
+      if (v == "path")
+        a->choice = k5x::Choice::path;
+      else if (v == "nearest")
+        a->choice = k5x::Choice::nearest;
+      else
+        return usage_error(kCmd, "--choice takes 'path' or 'nearest'");
+    } else if (std::strcmp(s, "--tool-axis") == 0) {
+      std::string v;
+      if (!take_text(kCmd, argc, argv, &i, &v)) return 2;
+      if (v == "cam")
+        a->machine_axis = false;
+      else if (v == "machine")
+        a->machine_axis = true;
+      else
+        return usage_error(kCmd, "--tool-axis takes 'cam' or 'machine'");
+    } else if (std::strcmp(s, "--wrap") == 0) {
+      std::string v;
+      if (!take_text(kCmd, argc, argv, &i, &v)) return 2;
+      if (v == "none")
+        a->wrap_modulo = false;
+      else if (v == "modulo")
+        a->wrap_modulo = true;
+      else
+        return usage_error(kCmd, "--wrap takes 'none' or 'modulo'");
     } else if (std::strcmp(s, "--skip-bad") == 0) {
       a->skip_bad = true;
     } else if (std::strcmp(s, "--demo") == 0) {
@@ -226,12 +289,14 @@ int parse_args(int argc, char** argv, PostArgs* a) {
 // direction of the tool at rest (where the first rotary axis is undetermined and must swing),
 // the second just beside it. Directions are tilted from the tool's rest direction, so the demo
 // suits any machine whose tool can tilt some 60 degrees.
-std::string demo_toolpath() {
+// rest_axis is the tool axis at rest in CAM sense (from the tip towards the spindle).
+std::string demo_toolpath(const double rest_axis[3]) {
   double t0[3] = {0.0, 0.0, -1.0};
-  if (const double* d = k5x_axe_axe(-2)) {
+  {
+    const double* d = rest_axis;
     const double len = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
     if (len > 1e-9)
-      for (int k = 0; k < 3; ++k) t0[k] = d[k] / len;
+      for (int k = 0; k < 3; ++k) t0[k] = -d[k] / len;
   }
   // e1, e2: a right-handed pair perpendicular to t0.
   double ref[3] = {1.0, 0.0, 0.0};
@@ -244,17 +309,18 @@ std::string demo_toolpath() {
                         t0[0] * e1[1] - t0[1] * e1[0]};
   const double radius = 40.0, deg = 3.141592653589793 / 180.0;
   std::string text =
-      "# k5x demo toolpath: X Y Z I J K (tool tip, tool direction; workpiece coordinates)\n"
+      "# k5x demo toolpath: X Y Z I J K (tool tip; tool axis towards the spindle; workpiece\n"
+      "# coordinates)\n"
       "# a spiral over a dome of radius 40, tilting the tool up to 60 degrees\n";
   char line[160];
-  // n is the dome's outward normal; the tool points along -n.
+  // n is the dome's outward normal; the tool axis, tip to spindle, is n.
   auto emit = [&](double theta, double phi) {
     double n[3];
     for (int k = 0; k < 3; ++k)
       n[k] = -std::cos(theta) * t0[k] +
              std::sin(theta) * (std::cos(phi) * e1[k] + std::sin(phi) * e2[k]);
     std::snprintf(line, sizeof line, "%.4f %.4f %.4f %.6f %.6f %.6f\n", radius * n[0],
-                  radius * n[1], radius * n[2], -n[0], -n[1], -n[2]);
+                  radius * n[1], radius * n[2], n[0], n[1], n[2]);
     text += line;
   };
   const int spiral = 240;
@@ -276,11 +342,11 @@ std::string demo_toolpath() {
   return text;
 }
 
-void fill_plot_axes(PlotAxes* axes) {
+void fill_plot_axes(const k5x::State& st, PlotAxes* axes) {
   for (int k = 0; k < 6; ++k) {
-    axes->present[k] = machine_has_axis(k + 1);
+    axes->present[k] = k5x::record_index_by_id(st, k + 1) >= 0;
     double lo = 0.0, hi = 0.0;
-    const int kind = k5x_axe_course(k + 1, &lo, &hi);
+    const int kind = k5x::axe_course(st, k + 1, &lo, &hi);
     axes->has_min[k] = kind == 0 || kind == 1;
     axes->has_max[k] = kind == 0 || kind == -1;
     axes->min[k] = lo;
@@ -288,11 +354,35 @@ void fill_plot_axes(PlotAxes* axes) {
   }
 }
 
-void print_summary(const char* machine, const char* source, const PostStats& s, long bad,
-                   double seconds) {
+// Hands each position to the CSV and, when asked, to the plot.
+class ProgramSink : public k5x::PositionSink {
+ public:
+  ProgramSink(k5x::CsvWriter* csv, SvgPlot* plot) : csv_(csv), plot_(plot) {}
+  void position(const k5x::PlannedPosition& p) override {
+    csv_->position(p);
+    if (plot_ == nullptr) return;
+    if (p.reachable)
+      plot_->add_position(p.axes, p.travel_code != 0);
+    else
+      plot_->add_unreachable();
+  }
+
+ private:
+  k5x::CsvWriter* csv_;
+  SvgPlot* plot_;
+};
+
+void print_summary(const char* machine, const char* source, const k5x::Planner& planner,
+                   const k5x::State& st, long bad, double seconds) {
+  const k5x::PlanStats& s = planner.stats();
   std::fprintf(stderr, "k5x post: machine %s, toolpath %s\n", machine, source);
+  std::fprintf(stderr, "  tool axis                    %s\n",
+               planner.flips_axis() ? "CAM sense, turned round for this machine"
+                                    : "as read");
   std::fprintf(stderr, "  moves read                   %ld\n", s.moves);
-  std::fprintf(stderr, "  positions written            %ld\n", s.positions);
+  std::fprintf(stderr, "  positions written            %ld", s.positions);
+  if (s.inserted > 0) std::fprintf(stderr, " (%ld inserted)", s.inserted);
+  std::fprintf(stderr, "\n");
   if (bad > 0) std::fprintf(stderr, "  malformed lines skipped      %ld\n", bad);
   std::fprintf(stderr, "  unreachable moves            %ld\n", s.unreachable);
   std::fprintf(stderr, "  out-of-travel positions      %ld", s.out_of_travel);
@@ -312,8 +402,25 @@ void print_summary(const char* machine, const char* source, const PostStats& s, 
                  s.max_jump, axis_letter(s.max_jump_axis), s.max_jump_line);
   else
     std::fprintf(stderr, "  largest rotary jump          0 degrees\n");
+  std::fprintf(stderr, "  rotary swings over %.0f       %ld\n", k5x::kSwingDegrees, s.swings);
+  for (const k5x::Swing& w : s.first_swings)
+    std::fprintf(stderr, "    line %ld: %s turns %.3f degrees\n", w.line, axis_letter(w.axis),
+                 w.degrees);
+  if (s.swings > static_cast<long>(s.first_swings.size()))
+    std::fprintf(stderr, "    ...\n");
+  if (s.singular_spread > 0)
+    std::fprintf(stderr, "  swings spread near vertical  %ld\n", s.singular_spread);
+  for (int i = 0; i < 3; ++i)
+    if (s.has_range[i])
+      std::fprintf(stderr, "  %s range                      %.6f .. %.6f degrees\n",
+                   axis_letter(4 + i), s.range_min[i], s.range_max[i]);
+  if (s.max_tip_deviation > 0.0 || s.max_axis_deviation > 0.0)
+    std::fprintf(stderr,
+                 "  largest deviation left       %.6g (tip, line %ld), %.6g degrees (axis, line "
+                 "%ld)\n",
+                 s.max_tip_deviation, s.max_tip_line, s.max_axis_deviation, s.max_axis_line);
   std::fprintf(stderr, "  largest increment deviation  %.6g degrees\n",
-               k5x_increment_deviation_getmax());
+               k5x::increment_deviation_getmax(st));
   if (s.clamped > 0)
     std::fprintf(stderr, "  subdivisions cut at 500      %ld\n", s.clamped);
   if (s.subdivide_failed > 0)
@@ -325,11 +432,11 @@ void print_summary(const char* machine, const char* source, const PostStats& s, 
 int run_post(const PostArgs& a) {
   // The input first: a missing toolpath is reported before anything is loaded or written.
   std::string demo_text;
-  bool demo = a.demo;
+  bool demo = a.demo || !a.has_input;
   std::FILE* in = nullptr;
   bool close_in = false;
   std::string source;
-  if (!demo && a.has_input && a.input != "-") {
+  if (!demo && a.input != "-") {
     in = std::fopen(a.input.c_str(), "rb");
     if (in == nullptr) {
       std::fprintf(stderr, "k5x post: cannot open %s: %s\n", a.input.c_str(),
@@ -338,11 +445,9 @@ int run_post(const PostArgs& a) {
     }
     close_in = true;
     source = a.input;
-  } else if (!demo && (a.has_input || !isatty(0))) {
+  } else if (!demo) {
     in = stdin;
     source = "<stdin>";
-  } else {
-    demo = true;
   }
   struct Closer {
     std::FILE* f;
@@ -352,23 +457,43 @@ int run_post(const PostArgs& a) {
     }
   } closer{in, close_in};
 
-  if (!load_or_report(a.machine)) return 1;
-  k5x_setsilentmode(1);  // trace lines would mix with the CSV
-  if (a.mode >= 0) k5x_set_mode(a.mode);
-  if (a.rtcp >= 0) k5x_set_rtcp(a.rtcp);
-  if (a.has_tool_length) k5x_set_outil(a.tool_length);
-  if (a.has_tolerance) k5x_set_tol(a.tolerance);
+  // A machine of this run's own, not the process-wide one of the C functions.
+  std::unique_ptr<k5x::State> owned(new k5x::State());
+  k5x::State& st = *owned;
+  if (!load_or_report(a.machine, [&st](const char* path) { return k5x::machine_def(st, path); }))
+    return 1;
+  st.silent = 1;  // trace lines would mix with the CSV
+  if (a.mode >= 0) k5x::set_mode(st, a.mode);
+  if (a.rtcp >= 0) k5x::set_rtcp(st, a.rtcp);
+  if (a.has_tool_length) st.machine.outil = a.tool_length;
+  if (a.has_tolerance) st.machine.tolerance = a.tolerance;
   // Snapping only runs on a machine whose file switched increments on (behaviour above 0).
-  if (a.has_increment_tolerance && k5x_get_increment_behaviour() > 0) {
+  if (a.has_increment_tolerance && k5x::get_increment_behaviour(st) > 0) {
     if (a.increment_tolerance > 0.0)
-      k5x_set_increment_behaviour(1, a.increment_tolerance);
+      k5x::set_increment_behaviour(st, 1, a.increment_tolerance);
     else
-      k5x_set_increment_behaviour(2, -1.0);
+      k5x::set_increment_behaviour(st, 2, -1.0);
   }
-  k5x_increment_deviation_reset();
+  k5x::increment_deviation_reset(st);
+
+  k5x::PlanOptions options;
+  options.choice = a.choice;
+  options.cam_axis = !a.machine_axis;
+  options.linearise = a.linearise;
+  options.tolerance = st.machine.tolerance;
+  options.angle_tolerance = a.angle_tolerance;
+  options.wrap_modulo = a.wrap_modulo;
+  for (int k = 0; k < 3; ++k) options.start[k] = a.prev[k];
+  options.start_auto = a.start_auto;
+  options.mode = st.machine.mode;
+  options.mode3r = a.mode >= 0 ? a.mode : st.machine.mode;
 
   if (demo) {
-    demo_text = demo_toolpath();
+    const k5x::MachineFacts facts = k5x::read_machine_facts(st);
+    double rest[3] = {0.0, 0.0, 1.0};
+    if (const double* d = k5x::axe_axe(st, k5x::kIdTool))
+      for (int k = 0; k < 3; ++k) rest[k] = facts.cam_sense ? d[k] : -d[k];
+    demo_text = demo_toolpath(rest);
     in = fmemopen(&demo_text[0], demo_text.size(), "r");
     if (in == nullptr) {
       std::fprintf(stderr, "k5x post: cannot open the demo toolpath: %s\n", std::strerror(errno));
@@ -379,8 +504,8 @@ int run_post(const PostArgs& a) {
     source = "<demo>";
     if (!a.demo)
       std::fprintf(stderr,
-                   "k5x post: no toolpath given and standard input is a terminal: running the "
-                   "embedded demo toolpath ('k5x post --help' for more)\n");
+                   "k5x post: no toolpath given: running the embedded demo toolpath ('k5x post "
+                   "--help' for more)\n");
   }
 
   AtomicFile out_file, svg_file;
@@ -398,37 +523,38 @@ int run_post(const PostArgs& a) {
     return 1;
   }
 
-  LineReader reader(in);
-  OutBuffer buffer(out);
+  k5x::LineReader reader(in);
+  k5x::OutBuffer buffer(out);
   std::unique_ptr<SvgPlot> plot(a.svg.empty() ? nullptr : new SvgPlot());
-  PostEngine engine(&buffer, plot.get());
-  const int mode3r = a.mode >= 0 ? a.mode : k5x_get_mode();
-  engine.configure(a.prev, a.start_auto, mode3r, a.subdivide);
-  engine.write_header();
+  k5x::CsvWriter csv(&buffer);
+  ProgramSink sink(&csv, plot.get());
+  k5x::Planner planner(st, options, &sink);
+  csv.write_header();
 
   const bool progress = isatty(2) != 0;
   const auto t0 = std::chrono::steady_clock::now();
   auto last_progress = t0;
-  const double zero_length = k5x_util_eps();
-  long lineno = 0, bad = 0;
+  const double zero_length = st.eps;
+  long lineno = 0, bad = 0, index = 0;
   char reason[160];
   double v[6];
   const char* b = nullptr;
   const char* e = nullptr;
+  k5x::ProgrammedMove move;
   for (;;) {
-    const LineReader::Result r = reader.next(&b, &e);
-    if (r == LineReader::kEnd) break;
-    if (r == LineReader::kError) {
+    const k5x::LineReader::Result r = reader.next(&b, &e);
+    if (r == k5x::LineReader::kEnd) break;
+    if (r == k5x::LineReader::kError) {
       std::fprintf(stderr, "k5x post: cannot read %s: %s\n", source.c_str(), std::strerror(errno));
       return 1;
     }
     ++lineno;
     int parsed;
-    if (r == LineReader::kTooLong) {
+    if (r == k5x::LineReader::kTooLong) {
       std::snprintf(reason, sizeof reason, "line longer than %d bytes", 1 << 20);
       parsed = -1;
     } else {
-      parsed = parse_move_line(b, e, v, zero_length, reason, sizeof reason);
+      parsed = k5x::parse_move_line(b, e, v, zero_length, reason, sizeof reason);
     }
     if (parsed == 0) continue;
     if (parsed < 0) {
@@ -443,17 +569,24 @@ int run_post(const PostArgs& a) {
         std::fprintf(stderr, "%s: more malformed lines skipped without notice\n", source.c_str());
       continue;
     }
-    engine.move(lineno, v);
-    if (progress && (engine.stats().moves & 4095) == 0) {
+    for (int k = 0; k < 3; ++k) {
+      move.point[k] = v[k];
+      move.axis[k] = v[3 + k];
+    }
+    move.line = lineno;
+    move.index = index++;
+    planner.push(move);
+    if (progress && (planner.stats().moves & 4095) == 0) {
       const auto now = std::chrono::steady_clock::now();
       if (now - last_progress > std::chrono::milliseconds(250)) {
         last_progress = now;
         const double secs = std::chrono::duration<double>(now - t0).count();
-        std::fprintf(stderr, "\rk5x post: %ld moves, %.0f moves/s ", engine.stats().moves,
-                     secs > 0 ? engine.stats().moves / secs : 0.0);
+        std::fprintf(stderr, "\rk5x post: %ld moves, %.0f moves/s ", planner.stats().moves,
+                     secs > 0 ? planner.stats().moves / secs : 0.0);
       }
     }
   }
+  planner.finish();
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
   if (progress && last_progress != t0) std::fprintf(stderr, "\r%60s\r", "");
@@ -473,22 +606,21 @@ int run_post(const PostArgs& a) {
                  std::strerror(errno));
     return 1;
   }
+  const char* name = k5x::name_machine(st);
   if (plot) {
     PlotAxes axes;
-    fill_plot_axes(&axes);
-    const char* name = k5x_name_machine();
+    fill_plot_axes(st, &axes);
     std::string title = std::string("k5x post: ") + (name ? name : "machine") + ", " + source;
     if (!plot->write(svg_file.file(), title.c_str(), axes) || !svg_file.commit()) {
       std::fprintf(stderr, "k5x post: cannot write %s: %s\n", a.svg.c_str(), std::strerror(errno));
       return 1;
     }
   }
-  if (a.start_auto && !engine.start_found())
+  if (a.start_auto && !planner.stats().start_found)
     std::fprintf(stderr,
                  "k5x post: no in-travel solution for the first direction; started from "
                  "--prev\n");
-  const char* name = k5x_name_machine();
-  print_summary(name ? name : "(unnamed)", source.c_str(), engine.stats(), bad, seconds);
+  print_summary(name ? name : "(unnamed)", source.c_str(), planner, st, bad, seconds);
   return 0;
 }
 

@@ -134,11 +134,16 @@ const EmbeddedMachine* find_embedded_machine(const std::string& name) {
 }
 
 int load_machine_arg(const std::string& machine_arg, std::string* label) {
+  return load_machine_arg(machine_arg, label, [](const char* path) { return k5x_machine_def(path); });
+}
+
+int load_machine_arg(const std::string& machine_arg, std::string* label,
+                     const std::function<int(const char*)>& load) {
   const EmbeddedMachine* m =
       machine_arg.empty() ? &kMachines[0] : find_embedded_machine(machine_arg);
   if (m == nullptr) {
     if (label) *label = machine_arg;
-    return k5x_machine_def(machine_arg.c_str());
+    return load(machine_arg.c_str());
   }
   if (label) *label = std::string("embedded machine ") + m->name;
   // The library reads files only: hand it the text through a private temporary file.
@@ -149,7 +154,7 @@ int load_machine_arg(const std::string& machine_arg, std::string* label) {
   const std::string text = m->text;
   const ssize_t written = write(fd, text.data(), text.size());
   close(fd);
-  const int code = written == static_cast<ssize_t>(text.size()) ? k5x_machine_def(path.c_str()) : 1;
+  const int code = written == static_cast<ssize_t>(text.size()) ? load(path.c_str()) : 1;
   unlink(path.c_str());
   return code;
 }

@@ -27,6 +27,7 @@ struct PlannedPosition {
   bool reachable = true;             // false: no solution, axes are meaningless
   int solver_code = 0;
   int travel_code = 0;               // 0 in travel, +-k axis k above/below, 9 several
+  int travel_flags[6] = {0, 0, 0, 0, 0, 0};  // per axis X..C: 0 in, +-(k) above/below
 };
 
 }  // namespace k5x

@@ -21,11 +21,12 @@ has() {  # has FILE REGEX...: FILE has a line matching each extended regex
   done
 }
 # posted MACHINE TOOLPATH 'CHECKER OPTIONS' [POST OPTIONS...]: posts into $T/p.csv (summary in
-# $T/post.err), then puts every row back through the library.
+# $T/post.err), then puts every row back through the library. Toolpaths are in the CAM sense
+# (tip towards spindle); DemoHead's file points its tool the other way.
 posted() {
   run 0 "post $1 $2 ${*:4}" "$K5X" post --machine "$1" "$2" -o "$T/p.csv" "${@:4}"
   mv "$T/err" "$T/post.err"
-  run 0 "check $1 $2 ${*:4}" "$CHECK" "$1" "$2" "$T/p.csv" $3
+  run 0 "check $1 $2 ${*:4}" "$CHECK" "$1" "$2" "$T/p.csv" $3 $([ "$1" = DemoHead ] && echo --flip)
 }
 cone() {  # cone FILE TILT N K0 [RADIUS]: N moves on a circle, the tool TILT degrees off (0, 0, K0)
   awk -v tilt="$2" -v n="$3" -v k0="$4" -v r="${5:-30}" 'BEGIN { t = tilt * 3.141592653589793 / 180
@@ -77,13 +78,43 @@ verdict "checksum: a moved pivot gives the same sum" $?
 # post: a small toolpath on each embedded machine, subdivided, on three rotary axes in mode 1,
 # with another tool length and with the start found for the first direction.
 for m in DemoHead Trunnion HeadTable ThreeRotary IndexedTable; do
-  cone "$T/cone_$m.txt" 25 37 "$([ $m = DemoHead ] && echo -1 || echo 1)"
+  cone "$T/cone_$m.txt" 25 37 1
   posted "$m" "$T/cone_$m.txt" ""
-done
-for rtcp in 0 1; do
-  posted DemoHead "$T/cone_DemoHead.txt" "" --subdivide --rtcp "$rtcp" --tolerance 0.01
+  posted "$m" "$T/cone_$m.txt" "--tolerance 0.01 --angle-tolerance 0.5" --subdivide --tolerance 0.01
   has "$T/out" "checked 37 moves \(0 unreachable, [1-9][0-9]* inserted"
 done
+for rtcp in 0 1; do
+  posted DemoHead "$T/cone_DemoHead.txt" "--formula" --subdivide=formula --rtcp "$rtcp" \
+    --tolerance 0.01
+  has "$T/out" "checked 37 moves \(0 unreachable, [1-9][0-9]* inserted"
+done
+# Chosen over the path: from the vertical, the trunnion tilts to A -82.87 with C 90, in travel,
+# where the nearest solution (A 82.87) is not; --choice nearest keeps the solver's tie rule.
+printf '0 0 0 0 0 1\n0 0 0 -0.9922779 0 0.1240347\n' >"$T/tie.txt"
+posted Trunnion "$T/tie.txt" ""
+has "$T/p.csv" "^2,.*,-82\.87[0-9]*,0\.000000,90\.000000,0,0,ok$"
+run 0 "post --choice nearest" "$K5X" post --machine Trunnion "$T/tie.txt" --choice nearest
+has "$T/out" "^2,.*,out-of-travel:A\+$"
+# A table turning 12.8 degrees sweeps the tip 0.6 off the straight move: rows are inserted.
+printf '%s\n' "-0.2540 30.4800 30.9397 -0.0776750 0.0466075 0.9958887" \
+  "-7.8308 30.4800 30.3809 -0.0687233 0.0659169 0.9954557" >"$T/sweep.txt"
+posted HeadTable "$T/sweep.txt" "--tolerance 0.05 --angle-tolerance 0.5" --subdivide
+has "$T/out" "checked 2 moves \(0 unreachable, [1-9][0-9]* inserted"
+has "$T/post.err" "largest deviation left +0\.0[0-4]"
+# Through the vertical on three rotary axes the table stays where it is.
+printf '0 0 0 0.2 0.1 0.97\n0 0 0 0 0 1\n0 0 0 0.2 0.1 0.97\n' >"$T/vertical3.txt"
+posted ThreeRotary "$T/vertical3.txt" ""
+[ "$(cut -d, -f7 "$T/p.csv" | sort -u | wc -l)" -eq 2 ]
+verdict "three rotary: C moved at the vertical" $?
+# A long rotation on an unlimited table winds on; --wrap modulo writes it in [0, 360).
+cone "$T/turns.txt" 20 360 1 && cat "$T/turns.txt" "$T/turns.txt" "$T/turns.txt" >"$T/turns3.txt"
+posted HeadTable "$T/turns3.txt" ""
+has "$T/post.err" "C range +-?[0-9.]+ \.\. -?1[0-9]{3}\.[0-9]+ degrees|C range +-1[0-9]{3}\.[0-9]+ \.\. "
+run 0 "post --wrap modulo" "$K5X" post --machine HeadTable "$T/turns3.txt" --wrap modulo
+awk -F, 'NR > 1 && ($7 < 0 || $7 >= 360) { bad = 1 } END { exit bad }' "$T/out"
+verdict "post --wrap modulo: C outside [0, 360)" $?
+run 0 "info tool axis" "$K5X" info DemoHead
+has "$T/out" "^tool axis: +from the spindle towards the tip"
 # Accepting 3 degrees of deviation, the indexed C table lands on its 5-degree steps.
 run 0 "post IndexedTable --increment-tolerance 3" "$K5X" post --machine IndexedTable \
   "$T/cone_IndexedTable.txt" --increment-tolerance 3
@@ -92,32 +123,49 @@ verdict "post --increment-tolerance: C off its 5-degree steps" $?
 has "$T/err" "largest increment deviation +[0-9.]*[1-9]"
 posted ThreeRotary "$T/cone_ThreeRotary.txt" "" --mode 1
 has "$T/p.csv" "^[0-9]+(,[^,]*){6},1,0,ok$"
+# The shared CAM toolpaths (inches, GOTO/ records) on every machine: in travel and within
+# tolerance between rows.
+shared=0
+for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
+  [ -f "$f" ] || continue
+  shared=$((shared + 1))
+  awk -F'[/,]' '/^GOTO\// { sub(/ *\$\$.*/, ""); if (NF >= 7) { i = $5; j = $6; k = $7 }
+    printf "%.5f %.5f %.5f %s %s %s\n", 25.4 * $2, 25.4 * $3, 25.4 * $4, i, j, k }' \
+    "$f" >"$T/cam.txt"
+  for m in DemoHead Trunnion HeadTable ThreeRotary; do
+    posted "$m" "$T/cam.txt" "--tolerance 0.05 --angle-tolerance 0.5" --start auto --subdivide
+    has "$T/post.err" "out-of-travel positions +0$" "rotary swings over 45 +0$"
+  done
+done
+[ "$shared" -ge 2 ]
+verdict "the shared toolpaths beside the checkout were not found" $?
 posted Trunnion "$T/cone_Trunnion.txt" "--tool-length 40" --tool-length 40
 posted Trunnion "$T/cone_Trunnion.txt" "" --start auto
 # Turning 3 degrees per move, C follows smoothly; through the vertical the machine must flip.
-cone "$T/smooth.txt" 30 240 -1 50
+cone "$T/smooth.txt" 30 240 1 50
 posted DemoHead "$T/smooth.txt" "--max-jump 3.5"
-printf '0 -10 40 0 -0.24 -0.97\n0 0 40 0 0 -1\n0 10 40 0 0.24 -0.97\n' >"$T/pole.txt"
+printf '0 -10 40 0 0.24 0.97\n0 0 40 0 0 1\n0 10 40 0 -0.24 0.97\n' >"$T/pole.txt"
 posted DemoHead "$T/pole.txt" ""
 # Unreachable and out-of-travel (B beyond 110) moves are reported in their rows and counted.
 printf '0 0 0 1 0 0\n0 0 0 0 0 1\n0 0 0 0 1 0\n' >"$T/fork_path.txt"
 posted "$T/fork.k5x" "$T/fork_path.txt" ""
 has "$T/p.csv" "^2,,,,,,,1,,unreachable$"
-printf '0 0 0 0 0 -1\n0 0 0 0.8 0 0.6\n' >"$T/far.txt"
+printf '0 0 0 0 0 1\n0 0 0 -0.8 0 -0.6\n' >"$T/far.txt"
 run 0 "post out of travel" "$K5X" post "$T/far.txt" --svg "$T/plot.svg"
 has "$T/out" "^2,.*,out-of-travel:B[+-]$"
 has "$T/err" "out-of-travel positions +1 \(B 1\)" "unreachable moves +0$"
 python3 -c "import sys, xml.etree.ElementTree as E; E.parse(sys.argv[1])" "$T/plot.svg"
 verdict "svg is not well-formed XML" $?
 has "$T/plot.svg" '<g id="panel-xyz">' '<g id="panel-abc">' 'class="limit"' 'class="out-of-travel"'
-# Blanks, commas, CRLF, comments and standard input (with '-' or no file) read the same moves.
-printf '# comment\n\n1 2 3 0 0 -1\n  4,5,6 , 0.1,0,-1\r\n7\t8\t9\t0\t0.1\t-1\n' >"$T/forms.txt"
+# Blanks, commas, CRLF, comments and standard input ('-') read the same moves; with no
+# toolpath the demo runs, terminal or not.
+printf '# comment\n\n1 2 3 0 0 1\n  4,5,6 , -0.1,0,1\r\n7\t8\t9\t0\t-0.1\t1\n' >"$T/forms.txt"
 posted DemoHead "$T/forms.txt" ""
-for dash in - ""; do
-  run 0 "post stdin '$dash'" "$K5X" post $dash <"$T/forms.txt"
-  cmp -s "$T/out" "$T/p.csv"
-  verdict "post stdin '$dash' differs from file" $?
-done
+run 0 "post stdin" "$K5X" post - <"$T/forms.txt"
+cmp -s "$T/out" "$T/p.csv"
+verdict "post stdin differs from file" $?
+run 0 "post, no toolpath, no terminal" "$K5X" post </dev/null
+has "$T/err" "running the embedded demo" "moves read +[1-9][0-9]{2}$"
 # Malformed lines: FILE:LINE: reason and status 2; nothing replaces an existing -o file.
 while IFS='|' read -r bad_line reason; do
   printf '0 0 0 0 0 -1\n\n%s\n0 0 0 0 0 -1\n' "$bad_line" >"$T/bad.txt"
@@ -135,7 +183,7 @@ done <<'EOF'
 1 2 3 nan 0 1|nan
 1 2 +-3 0 0 1|not a number
 EOF
-printf '0 0 0 0 0 -1\nfoo\n1 1 1 0.1 0 -1\n1 2 3\n2 2 2 0 0.1 -1\n' >"$T/skip.txt"
+printf '0 0 0 0 0 1\nfoo\n1 1 1 -0.1 0 1\n1 2 3\n2 2 2 0 -0.1 1\n' >"$T/skip.txt"
 posted DemoHead "$T/skip.txt" "" --skip-bad
 has "$T/out" "checked 3 moves"
 has "$T/post.err" "malformed lines skipped +2$" "skip.txt:2: .*skipped" "skip.txt:4: .*6 numbers"

@@ -1,4 +1,4 @@
-#include "cli/fast_io.h"
+#include "toolpath/text_io.h"
 
 #include <charconv>
 #include <cmath>
@@ -7,7 +7,7 @@
 #include <new>
 #include <system_error>
 
-namespace k5x_cli {
+namespace k5x {
 
 LineReader::LineReader(std::FILE* in, std::size_t capacity)
     : in_(in), buf_(new char[capacity < 16 ? 16 : capacity]), cap_(capacity < 16 ? 16 : capacity) {}
@@ -229,4 +229,4 @@ int parse_move_line(const char* b, const char* e, double v[6], double zero_lengt
   return 1;
 }
 
-}  // namespace k5x_cli
+}  // namespace k5x

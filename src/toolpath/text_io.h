@@ -1,13 +1,13 @@
 // Buffered line reading, buffered writing and number formatting for the toolpath path of
 // k5x post: one buffer each, allocated once, so that the per-move path neither allocates nor
 // makes a system call per line.
-#ifndef K5X_CLI_FAST_IO_H
-#define K5X_CLI_FAST_IO_H
+#ifndef K5X_TOOLPATH_TEXT_IO_H
+#define K5X_TOOLPATH_TEXT_IO_H
 
 #include <cstddef>
 #include <cstdio>
 
-namespace k5x_cli {
+namespace k5x {
 
 class LineReader {
  public:
@@ -71,6 +71,6 @@ class OutBuffer {
 int parse_move_line(const char* begin, const char* end, double v[6], double zero_length,
                     char* reason, std::size_t reason_size);
 
-}  // namespace k5x_cli
+}  // namespace k5x
 
-#endif  // K5X_CLI_FAST_IO_H
+#endif  // K5X_TOOLPATH_TEXT_IO_H

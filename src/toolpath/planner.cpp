@@ -1,0 +1,569 @@
+#include "toolpath/planner.h"
+
+#include <cmath>
+
+#include "geometry/kernel.h"
+#include "geometry/transforms.h"
+#include "solutions/enumeration.h"
+
+namespace k5x {
+
+namespace {
+
+// Out of travel weighs more than any rotary motion a window can add up.
+constexpr double kOutOfTravelCost = 1e15;
+// Changing branch away from the pole weighs more than any motion, less than leaving travel.
+constexpr double kBranchCost = 1e10;
+constexpr double kPoleTurnWeight = 0.01;
+// Halvings of one programmed move at the most when linearising (1024 pieces).
+constexpr int kMaxDepth = 10;
+constexpr double kDeg = kPi / 180.0;
+constexpr std::size_t kSwingsKept = 10;
+// Largest rotary step, in degrees, of a sweep in machine space.
+constexpr double kSweepStep = 1.0;
+constexpr int kMaxSweepSteps = 8192;
+
+double angle_between(const double a[3], const double b[3]) {
+  double c[3];
+  vcross(a, b, c);
+  return std::atan2(vnorm(c), vdot(a, b)) / kDeg;
+}
+
+// Angle in degrees from unit u to the shorter great-circle arc between unit a and b.
+double angle_to_arc(const double u[3], const double a[3], const double b[3]) {
+  double n[3];
+  vcross(a, b, n);
+  const double len = vnorm(n);
+  const double to_ends = std::fmin(angle_between(u, a), angle_between(u, b));
+  if (len < 1e-12) return to_ends;
+  for (double& c : n) c /= len;
+  // The foot of u on the arc's circle lies within the arc when it is on the inner side of both
+  // end points.
+  double p[3];
+  vreject(n, u, p);
+  double ca[3], cb[3];
+  vcross(a, p, ca);
+  vcross(p, b, cb);
+  if (vdot(ca, n) >= 0.0 && vdot(cb, n) >= 0.0)
+    return std::fabs(std::asin(std::fmax(-1.0, std::fmin(1.0, vdot(u, n))))) / kDeg;
+  return to_ends;
+}
+
+double distance_to_segment(const double p[3], const double a[3], const double b[3]) {
+  double ab[3], ap[3];
+  vsub(a, b, ab);  // b - a
+  vsub(a, p, ap);  // p - a
+  const double len2 = vdot(ab, ab);
+  double s = len2 > 0.0 ? vdot(ap, ab) / len2 : 0.0;
+  s = std::fmax(0.0, std::fmin(1.0, s));
+  double q[3];
+  vaxpy(a, ab, s, q);
+  return vdistance(p, q);
+}
+
+}  // namespace
+
+Planner::Planner(State& st, const PlanOptions& options, PositionSink* sink)
+    : st_(st), opt_(options), sink_(sink), facts_(read_machine_facts(st)) {
+  flip_ = opt_.cam_axis && !facts_.cam_sense;
+  if (opt_.choice == Choice::nearest) {
+    // Move by move: nothing is gained by holding moves back.
+    opt_.window = 1;
+    opt_.overlap = 0;
+  }
+  if (opt_.window < 1) opt_.window = 1;
+  if (opt_.overlap < 0) opt_.overlap = 0;
+  held_.resize(static_cast<std::size_t>(opt_.window + opt_.overlap));
+  chosen_.resize(held_.size());
+  vcopy(opt_.start, seed_);
+  start_pending_ = opt_.start_auto;
+}
+
+void Planner::gather(Held& h, const double seed[3]) {
+  if (opt_.choice == Choice::nearest) {
+    Candidates& c = h.cand;
+    c.singular = false;
+    c.count = 0;
+    const int code = solve_nearest(st_, facts_, h.move.axis, seed, opt_.mode3r, c.abc[0]);
+    const bool solved = facts_.three_rotary ? code != -1 : code != 1;
+    if (solved) {
+      c.solver_code[0] = code;
+      c.in_travel[0] = rotary_travel_code(st_, c.abc[0]) == 0;
+      c.count = 1;
+    }
+    return;
+  }
+  solve_all(st_, facts_, h.move.axis, seed, opt_.mode3r, &h.cand);
+  // The three-rotary solver turns the table to a whole turn where the tool stands along its
+  // axis; holding the table where it is swings nothing there.
+  if (facts_.three_rotary && facts_.first_free >= 0) {
+    const double a = angle_between(h.move.axis, facts_.first_axis);
+    if (std::fmin(a, 180.0 - a) <= opt_.angle_tolerance)
+      add_held_table(st_, facts_, h.move.axis, seed, &h.cand);
+  }
+  // Along the first free axis that axis may take any value: offer the ones the previous move's
+  // solutions have, so that a pass through the singular direction swings nothing.
+  Candidates& c = h.cand;
+  if (!c.singular || c.count == 0 || facts_.first_free < 0) return;
+  const Candidates* before = nullptr;
+  if (count_ >= 2 && held_[count_ - 2].cand.count > 0) before = &held_[count_ - 2].cand;
+  const int f = facts_.first_free;
+  const int base = c.count;
+  if (before != nullptr) {
+    for (int k = 0; k < before->count && c.count < kMaxCandidates; ++k) {
+      for (int j = 0; j < base && c.count < kMaxCandidates; ++j) {
+        double abc[3] = {c.abc[j][0], c.abc[j][1], c.abc[j][2]};
+        abc[f] = before->abc[k][f];
+        bool duplicate = false;
+        for (int i = 0; i < c.count && !duplicate; ++i)
+          duplicate = std::fabs(c.abc[i][0] - abc[0]) + std::fabs(c.abc[i][1] - abc[1]) +
+                          std::fabs(c.abc[i][2] - abc[2]) <= 1e-9;
+        if (duplicate) continue;
+        vcopy(abc, c.abc[c.count]);
+        const int travel = rotary_travel_code(st_, abc);
+        c.solver_code[c.count] = travel;
+        c.in_travel[c.count] = travel == 0;
+        ++c.count;
+      }
+    }
+  } else if (anchored_) {
+    for (int j = 0; j < base; ++j) c.abc[j][f] = anchor_abc_[f];
+  }
+}
+
+void Planner::push(const ProgrammedMove& move) {
+  ++stats_.moves;
+  Held& h = held_[static_cast<std::size_t>(count_++)];
+  h.move = move;
+  double len = vnorm(h.move.axis);
+  if (!(len > 0.0)) len = 1.0;
+  for (double& c : h.move.axis) c = (flip_ ? -c : c) / len;
+  if (start_pending_) {
+    start_pending_ = false;
+    double abc[3] = {seed_[0], seed_[1], seed_[2]};
+    if (ex_getinit_ijk_2_abc_not_hc(st_, h.move.axis, abc) == 1)
+      vcopy(abc, seed_);
+    else
+      stats_.start_found = false;
+    free_start_ = stats_.start_found;
+    // The enumeration may leave the three-rotary locks behind, as the solver does.
+    double restored[3];
+    if (facts_.three_rotary) solve_nearest(st_, facts_, h.move.axis, seed_, opt_.mode3r, restored);
+  }
+  gather(h, seed_);
+  if (h.cand.count > 0) vcopy(h.cand.abc[0], seed_);
+  if (count_ == opt_.window + opt_.overlap) plan_and_emit(opt_.window);
+}
+
+void Planner::finish() {
+  if (count_ > 0) plan_and_emit(count_);
+}
+
+double Planner::motion(const double a[3], const double b[3], bool at_pole) const {
+  double largest = 0.0, first = 0.0;
+  for (int i = 0; i < 3; ++i) {
+    if (!facts_.has_axis[3 + i]) continue;
+    double d = b[i] - a[i];
+    if (!facts_.limited[i]) d = std::remainder(d, 360.0);
+    d = std::fabs(d);
+    // Along the first axis, turning it moves the tool by no more than the angle tolerance:
+    // the cheapest place to take up a turn the travel limits force.
+    if (at_pole && i == facts_.first_free) d *= kPoleTurnWeight;
+    if (!(d <= largest)) largest = d;
+    if (i == facts_.first_free) first = d;
+  }
+  if (!std::isfinite(largest)) return kOutOfTravelCost;
+  double cost = opt_.mode == 1 ? first + 1e-3 * largest : largest;
+  // From one side of the pole to the other, the axes moving together pass it: the tool leaves
+  // the programmed directions on the way unless they themselves pass it.
+  const int s = facts_.second_free;
+  if (s >= 0) {
+    const double sa = std::sin((a[s] - facts_.pole) * kDeg), sb = std::sin((b[s] - facts_.pole) * kDeg);
+    const double near = std::sin(opt_.angle_tolerance * kDeg);
+    if (sa * sb < 0.0 && std::fabs(sa) > near && std::fabs(sb) > near) cost += kBranchCost;
+  }
+  return cost;
+}
+
+void Planner::plan_and_emit(int emit_count) {
+  // Shortest path over the candidates of consecutive moves; unreachable moves are stepped over.
+  int prev = -1;
+  for (int m = 0; m < count_; ++m) {
+    Held& h = held_[static_cast<std::size_t>(m)];
+    const bool at_pole = prev >= 0 && near_first_axis(held_[static_cast<std::size_t>(prev)].move.axis,
+                                                      h.move.axis);
+    for (int j = 0; j < h.cand.count; ++j) {
+      const double penalty = h.cand.in_travel[j] ? 0.0 : kOutOfTravelCost;
+      double best;
+      int best_k = -1;
+      if (prev >= 0) {
+        const Held& p = held_[static_cast<std::size_t>(prev)];
+        best = p.cost[0] + motion(p.cand.abc[0], h.cand.abc[j], at_pole);
+        best_k = 0;
+        for (int k = 1; k < p.cand.count; ++k) {
+          const double c = p.cost[k] + motion(p.cand.abc[k], h.cand.abc[j], at_pole);
+          if (c < best) {
+            best = c;
+            best_k = k;
+          }
+        }
+      } else if (anchored_) {
+        best = motion(anchor_abc_, h.cand.abc[j]);
+      } else if (free_start_) {
+        best = 0.0;
+      } else {
+        best = motion(opt_.start, h.cand.abc[j]);
+      }
+      h.cost[j] = best + penalty;
+      h.back[j] = static_cast<signed char>(best_k);
+    }
+    if (h.cand.count > 0) prev = m;
+  }
+  // Back from the cheapest end.
+  for (int m = 0; m < count_; ++m) chosen_[static_cast<std::size_t>(m)] = -1;
+  if (prev >= 0) {
+    const Held& last = held_[static_cast<std::size_t>(prev)];
+    int j = 0;
+    for (int k = 1; k < last.cand.count; ++k)
+      if (last.cost[k] < last.cost[j]) j = k;
+    for (int m = prev; m >= 0; --m) {
+      const Held& h = held_[static_cast<std::size_t>(m)];
+      if (h.cand.count == 0) continue;
+      chosen_[static_cast<std::size_t>(m)] = j;
+      j = h.back[j];
+      if (j < 0) break;
+    }
+  }
+  if (opt_.choice == Choice::path) spread_singular(emit_count);
+
+  for (int m = 0; m < emit_count; ++m) {
+    const Held& h = held_[static_cast<std::size_t>(m)];
+    const int j = chosen_[static_cast<std::size_t>(m)];
+    if (j < 0) {
+      emit_unreachable(h);
+      continue;
+    }
+    emit(h, h.cand.abc[j], h.cand.solver_code[j]);
+    vcopy(h.cand.abc[j], anchor_abc_);
+    anchored_ = true;
+  }
+  // The overlap is planned again at the front of the next window.
+  for (int m = emit_count; m < count_; ++m)
+    held_[static_cast<std::size_t>(m - emit_count)] = held_[static_cast<std::size_t>(m)];
+  count_ -= emit_count;
+}
+
+// Close to the direction along the first free axis, that axis turns fast for a small change of
+// direction. Where it swings between two moves and the moves around lie within the angle
+// tolerance of that direction, the tool is stood exactly along it there and the free axis is
+// turned evenly across those moves instead.
+void Planner::spread_singular(int emit_count) {
+  const int f = facts_.first_free;
+  if (f < 0 || facts_.three_rotary || facts_.indexed) return;
+  auto tilt = [&](int m) {
+    const double* d = held_[static_cast<std::size_t>(m)].move.axis;
+    const double a = angle_between(d, facts_.first_axis);
+    return std::fmin(a, 180.0 - a);
+  };
+  auto value = [&](int m) {
+    const Held& h = held_[static_cast<std::size_t>(m)];
+    return h.cand.abc[chosen_[static_cast<std::size_t>(m)]][f];
+  };
+  for (int m = 1; m < emit_count; ++m) {
+    if (chosen_[m - 1] < 0 || chosen_[m] < 0) continue;
+    if (std::fabs(value(m) - value(m - 1)) <= kSwingDegrees) continue;
+    if (tilt(m - 1) > opt_.angle_tolerance && tilt(m) > opt_.angle_tolerance) continue;
+    int a = tilt(m - 1) <= opt_.angle_tolerance ? m - 1 : m;
+    int b = tilt(m) <= opt_.angle_tolerance ? m : m - 1;
+    while (a > 0 && chosen_[a - 1] >= 0 && tilt(a - 1) <= opt_.angle_tolerance) --a;
+    while (b + 1 < count_ && chosen_[b + 1] >= 0 && tilt(b + 1) <= opt_.angle_tolerance) ++b;
+    // The free axis goes from the value before the stretch to the value after it.
+    const double from = a > 0 && chosen_[a - 1] >= 0 ? value(a - 1) : value(a);
+    double to = b + 1 < count_ && chosen_[b + 1] >= 0 ? value(b + 1) : value(b);
+    // An axis without limits goes the short way; the representative is chosen on emission.
+    if (!facts_.limited[f]) to = from + std::remainder(to - from, 360.0);
+    const int steps = b - a + 2;
+    for (int k = a; k <= b; ++k) {
+      Held& h = held_[static_cast<std::size_t>(k)];
+      double abc[3];
+      vcopy(h.cand.abc[chosen_[k]], abc);
+      abc[f] = from + (to - from) * (k - a + 1) / steps;
+      double along[3];
+      vcopy(facts_.first_axis, along);
+      if (vdot(along, h.move.axis) < 0.0) vscale(along, -1.0, along);
+      double solved[3];
+      const int code = solve_nearest(st_, facts_, along, abc, opt_.mode3r, solved);
+      if (code == 1) continue;
+      solved[f] = abc[f];
+      // Kept as an extra candidate of that move, so the emission reads it like any other.
+      Candidates& c = h.cand;
+      const int slot = c.count < kMaxCandidates ? c.count++ : kMaxCandidates - 1;
+      vcopy(solved, c.abc[slot]);
+      const int travel = rotary_travel_code(st_, solved);
+      c.solver_code[slot] = travel;
+      c.in_travel[slot] = travel == 0;
+      chosen_[k] = slot;
+    }
+    ++stats_.singular_spread;
+    m = b + 1;
+  }
+}
+
+void Planner::emit_unreachable(const Held& h) {
+  ++stats_.unreachable;
+  PlannedPosition p;
+  p.line = h.move.line;
+  p.index = h.move.index;
+  p.reachable = false;
+  p.solver_code = facts_.three_rotary ? -1 : 1;
+  vcopy(h.move.point, p.tip);
+  vcopy(h.move.axis, p.axis);
+  if (flip_) vscale(p.axis, -1.0, p.axis);
+  sink_->position(p);
+}
+
+void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
+  double abc[3];
+  vcopy(chosen, abc);
+  // Axes without limits take the whole turn nearest where they are: no unwinding in a cut.
+  if (have_last_ && opt_.choice == Choice::path)
+    for (int i = 0; i < 3; ++i)
+      if (!facts_.limited[i] && std::isfinite(abc[i]))
+        abc[i] += 360.0 * std::nearbyint((last_pos_[3 + i] - abc[i]) / 360.0);
+  double pos[6];
+  place(st_, h.move.point, abc, pos);
+  vcopy(abc, pos + 3);
+  if (have_last_) {
+    for (int i = 0; i < 3; ++i) {
+      if (!facts_.has_axis[3 + i]) continue;
+      const double jump = std::fabs(pos[3 + i] - last_pos_[3 + i]);
+      if (jump > stats_.max_jump) {
+        stats_.max_jump = jump;
+        stats_.max_jump_line = h.move.line;
+        stats_.max_jump_axis = kIdA + i;
+      }
+    }
+    if (opt_.linearise == Linearise::tolerance)
+      split(last_pos_, pos, last_tip_, h.move.point, last_axis_, h.move.axis, h, 0);
+    else if (opt_.linearise == Linearise::formula)
+      subdivide_formula(h, pos);
+  }
+  deliver(h, pos, h.move.point, h.move.axis, false, solver_code);
+  vcopy(pos, last_pos_);
+  vcopy(pos + 3, last_pos_ + 3);
+  vcopy(h.move.point, last_tip_);
+  vcopy(h.move.axis, last_axis_);
+  have_last_ = true;
+}
+
+void Planner::deviation(const double p0[6], const double p1[6], const double t0[3],
+                        const double t1[3], const double d0[3], const double d1[3],
+                        double* tip_dev, double* axis_dev) {
+  *tip_dev = 0.0;
+  *axis_dev = 0.0;
+  static const double kAt[3] = {0.25, 0.5, 0.75};
+  for (double s : kAt) {
+    double p[6], tip[3], axis[3];
+    for (int k = 0; k < 6; ++k) p[k] = p0[k] + (p1[k] - p0[k]) * s;
+    forward(st_, p, tip, axis);
+    *tip_dev = std::fmax(*tip_dev, distance_to_segment(tip, t0, t1));
+    *axis_dev = std::fmax(*axis_dev, angle_to_arc(axis, d0, d1));
+  }
+}
+
+// Halves the programmed move until the linear motion of the axes between consecutive positions
+// keeps the tip and the axis within tolerance; the halves are solved on the branch between.
+void Planner::split(const double p0[6], const double p1[6], const double t0[3],
+                    const double t1[3], const double d0[3], const double d1[3], const Held& h,
+                    int depth) {
+  double tip_dev, axis_dev;
+  deviation(p0, p1, t0, t1, d0, d1, &tip_dev, &axis_dev);
+  const bool within = tip_dev <= opt_.tolerance && axis_dev <= opt_.angle_tolerance;
+  double tm[3], dm[3], pm[6];
+  bool solved = false;
+  if (!within && depth < kMaxDepth) {
+    for (int k = 0; k < 3; ++k) {
+      tm[k] = 0.5 * (t0[k] + t1[k]);
+      dm[k] = d0[k] + d1[k];
+    }
+    if (vnormalize(dm, 1e-12) == 0) {
+      double prev[3];
+      for (int k = 0; k < 3; ++k) prev[k] = 0.5 * (p0[3 + k] + p1[3 + k]);
+      {
+        // The solution on the way: least motion from one end and on to the other.
+        solve_all(st_, facts_, dm, prev, opt_.mode3r, &mid_);
+        if (facts_.three_rotary && near_first_axis(dm, dm))
+          add_held_table(st_, facts_, dm, prev, &mid_);
+        double best = 0.0;
+        for (int j = 0; j < mid_.count; ++j) {
+          const double c = motion(p0 + 3, mid_.abc[j]) + motion(mid_.abc[j], p1 + 3);
+          if (!solved || c < best) {
+            best = c;
+            vcopy(mid_.abc[j], pm + 3);
+            solved = true;
+          }
+        }
+        // An axis without limits takes the whole turn between the ends.
+        for (int k = 0; k < 3 && solved; ++k)
+          if (!facts_.limited[k] && std::isfinite(pm[3 + k]))
+            pm[3 + k] += 360.0 * std::nearbyint((prev[k] - pm[3 + k]) / 360.0);
+      }
+      if (solved) place(st_, tm, pm + 3, pm);
+    }
+  }
+  if (!within && !solved && near_first_axis(d0, d1) && sweep(p0, p1, t0, t1, d0, d1, h))
+    return;
+  if (!solved) {
+    if (tip_dev > stats_.max_tip_deviation) {
+      stats_.max_tip_deviation = tip_dev;
+      stats_.max_tip_line = h.move.line;
+    }
+    if (axis_dev > stats_.max_axis_deviation) {
+      stats_.max_axis_deviation = axis_dev;
+      stats_.max_axis_line = h.move.line;
+    }
+    return;
+  }
+  split(p0, pm, t0, tm, d0, dm, h, depth + 1);
+  deliver(h, pm, tm, dm, true, 0);
+  split(pm, p1, tm, t1, dm, d1, h, depth + 1);
+}
+
+bool Planner::near_first_axis(const double d0[3], const double d1[3]) const {
+  if (facts_.first_free < 0) return false;
+  double opposite[3];
+  vscale(facts_.first_axis, -1.0, opposite);
+  return std::fmin(angle_to_arc(facts_.first_axis, d0, d1), angle_to_arc(opposite, d0, d1)) <=
+         opt_.angle_tolerance;
+}
+
+// Where halving the programmed move does not converge, a rotary axis turns a long way over a
+// tiny part of it: the direction passes close to the first axis, where any value of that axis
+// is within the angle tolerance. The axes are then stepped evenly in machine space, the tip
+// kept on the programmed move, so that the turn sweeps the tip by little between positions.
+bool Planner::sweep(const double p0[6], const double p1[6], const double t0[3],
+                    const double t1[3], const double d0[3], const double d1[3], const Held& h) {
+  double turn = 0.0;
+  for (int k = 3; k < 6; ++k) turn = std::fmax(turn, std::fabs(p1[k] - p0[k]));
+  if (!(turn > kSweepStep) || !(turn < 720.0)) return false;
+  // Finer steps until each piece keeps the tip within tolerance (or the steps get absurd).
+  double tip_worst = 0.0, axis_worst = 0.0;
+  int n = static_cast<int>(std::ceil(turn / kSweepStep));
+  for (;; n *= 2) {
+    sweep_.resize(static_cast<std::size_t>(n + 1) * 12);
+    tip_worst = axis_worst = 0.0;
+    for (int i = 0; i <= n; ++i) {
+      double* pos = &sweep_[static_cast<std::size_t>(i) * 12];
+      double* tip = pos + 6;
+      double* axis = pos + 9;
+      if (i == 0 || i == n) {
+        for (int k = 0; k < 6; ++k) pos[k] = i == 0 ? p0[k] : p1[k];
+        vcopy(i == 0 ? t0 : t1, tip);
+        vcopy(i == 0 ? d0 : d1, axis);
+      } else {
+        const double s = static_cast<double>(i) / n;
+        for (int k = 0; k < 3; ++k) {
+          tip[k] = t0[k] + (t1[k] - t0[k]) * s;
+          pos[3 + k] = p0[3 + k] + (p1[3 + k] - p0[3 + k]) * s;
+        }
+        place(st_, tip, pos + 3, pos);
+        double reached[3];
+        forward(st_, pos, reached, axis);
+        // The direction each position gives, against the programmed change of direction.
+        axis_worst = std::fmax(axis_worst, angle_to_arc(axis, d0, d1));
+      }
+      if (i == 0) continue;
+      const double* prev = pos - 12;
+      double tip_dev, axis_dev;
+      deviation(prev, pos, prev + 6, tip, prev + 9, axis, &tip_dev, &axis_dev);
+      tip_worst = std::fmax(tip_worst, tip_dev);
+      axis_worst = std::fmax(axis_worst, axis_dev);
+    }
+    if (tip_worst <= opt_.tolerance || n >= kMaxSweepSteps) break;
+  }
+  if (tip_worst > stats_.max_tip_deviation) {
+    stats_.max_tip_deviation = tip_worst;
+    stats_.max_tip_line = h.move.line;
+  }
+  if (axis_worst > stats_.max_axis_deviation) {
+    stats_.max_axis_deviation = axis_worst;
+    stats_.max_axis_line = h.move.line;
+  }
+  for (int i = 1; i < n; ++i) {
+    const double* pos = &sweep_[static_cast<std::size_t>(i) * 12];
+    deliver(h, pos, pos + 6, pos + 9, true, 0);
+  }
+  return true;
+}
+
+void Planner::subdivide_formula(const Held& h, const double pos[6]) {
+  int n = 1;
+  double* table = nullptr;
+  const int r = xyzabc(st_, last_pos_, pos, &n, &table);
+  if (r == 8 || table == nullptr) {
+    ++stats_.subdivide_failed;
+    return;
+  }
+  if (r == 7) ++stats_.clamped;
+  // The table ends on the move itself, which is delivered from its own solution.
+  for (int k = 0; k + 1 < n; ++k) {
+    double row[6], tip[3], axis[3];
+    for (int i = 0; i < 6; ++i) row[i] = table[6 * k + i];
+    forward(st_, row, tip, axis);
+    deliver(h, row, tip, axis, true, 0);
+  }
+}
+
+void Planner::deliver(const Held& h, const double pos[6], const double tip[3],
+                      const double axis[3], bool inserted, int solver_code) {
+  PlannedPosition p;
+  for (int k = 0; k < 6; ++k) p.axes[k] = pos[k];
+  if (opt_.wrap_modulo)
+    for (int i = 0; i < 3; ++i)
+      if (!facts_.limited[i] && facts_.has_axis[3 + i] && std::isfinite(p.axes[3 + i])) {
+        double v = std::fmod(p.axes[3 + i], 360.0);
+        if (v < 0.0) v += 360.0;
+        if (v >= 360.0) v = 0.0;
+        p.axes[3 + i] = v;
+      }
+  vcopy(tip, p.tip);
+  vcopy(axis, p.axis);
+  if (flip_) vscale(p.axis, -1.0, p.axis);
+  p.line = h.move.line;
+  p.index = h.move.index;
+  p.inserted = inserted;
+  p.solver_code = solver_code;
+  int* flags = p.travel_flags;
+  p.travel_code = travel_code(st_, p.axes, flags);
+  ++stats_.positions;
+  if (inserted) ++stats_.inserted;
+  if (p.travel_code != 0) {
+    ++stats_.out_of_travel;
+    for (int k = 0; k < 6; ++k)
+      if (flags[k] != 0) ++stats_.axis_out[k];
+  }
+  for (int i = 0; i < 3; ++i) {
+    if (!facts_.has_axis[3 + i]) continue;
+    const double v = p.axes[3 + i];
+    if (!stats_.has_range[i]) {
+      stats_.has_range[i] = true;
+      stats_.range_min[i] = stats_.range_max[i] = v;
+    }
+    stats_.range_min[i] = std::fmin(stats_.range_min[i], v);
+    stats_.range_max[i] = std::fmax(stats_.range_max[i], v);
+    if (have_delivered_) {
+      const double swing = std::fabs(pos[3 + i] - last_delivered_[3 + i]);
+      if (swing > kSwingDegrees) {
+        ++stats_.swings;
+        if (stats_.first_swings.size() < kSwingsKept)
+          stats_.first_swings.push_back(Swing{h.move.line, kIdA + i, pos[3 + i] - last_delivered_[3 + i]});
+      }
+    }
+  }
+  vcopy(pos, last_delivered_);
+  vcopy(pos + 3, last_delivered_ + 3);
+  have_delivered_ = true;
+  sink_->position(p);
+}
+
+}  // namespace k5x

@@ -1,0 +1,144 @@
+// The post-processor's choice of machine positions over a whole toolpath: every solution of each
+// move, one chosen per move so that the path stays in travel wherever it can and the rotary
+// axes move least (a shortest path over consecutive moves, planned in bounded windows), then
+// positions inserted between consecutive ones until the tool stays within tolerance of the
+// programmed move.
+#ifndef K5X_TOOLPATH_PLANNER_H
+#define K5X_TOOLPATH_PLANNER_H
+
+#include <vector>
+
+#include "machine/machine_model.h"
+#include "toolpath/kinematics.h"
+#include "toolpath/toolpath_types.h"
+
+namespace k5x {
+
+class PositionSink {
+ public:
+  virtual ~PositionSink() = default;
+  virtual void position(const PlannedPosition& p) = 0;
+};
+
+enum class Choice { path, nearest };
+enum class Linearise { none, tolerance, formula };
+
+struct PlanOptions {
+  Choice choice = Choice::path;
+  // Input axes in the CAM sense (tip towards spindle); false: in the machine file's sense.
+  bool cam_axis = true;
+  Linearise linearise = Linearise::none;
+  double tolerance = 0.05;        // tool tip, machine length unit
+  double angle_tolerance = 0.5;   // tool axis, degrees
+  bool wrap_modulo = false;       // unlimited rotary axes written in [0, 360)
+  double start[3] = {0.0, 0.0, 0.0};
+  bool start_auto = false;        // first move from its first in-travel solution, not start
+  int mode = 0;                   // 0 least largest rotary change, 1 least first free axis
+  int mode3r = 0;                 // handed to the three-rotary solver
+  int window = 10000;             // moves planned together
+  int overlap = 1000;             // of which the last are planned again with the next window
+};
+
+struct Swing {
+  long line = 0;
+  int axis = 0;       // identifier 4..6
+  double degrees = 0.0;
+};
+
+struct PlanStats {
+  long moves = 0;
+  long positions = 0;
+  long inserted = 0;
+  long unreachable = 0;
+  long out_of_travel = 0;
+  long axis_out[6] = {};
+  double max_jump = 0.0;
+  long max_jump_line = 0;
+  int max_jump_axis = 0;
+  long swings = 0;                 // rotary changes over kSwingDegrees between positions
+  std::vector<Swing> first_swings; // the first few, for the summary
+  long singular_spread = 0;        // places near the singular direction where a swing was spread
+  double max_tip_deviation = 0.0;  // largest left between consecutive positions (checked only
+  double max_axis_deviation = 0.0; // when linearising within tolerance)
+  long max_tip_line = 0, max_axis_line = 0;
+  long clamped = 0;                // formula subdivisions cut at 500 steps
+  long subdivide_failed = 0;
+  bool start_found = true;
+  bool has_range[3] = {};
+  double range_min[3] = {}, range_max[3] = {};
+};
+
+// A rotary change above this between two positions is reported as a swing.
+constexpr double kSwingDegrees = 45.0;
+
+class Planner {
+ public:
+  // st stays loaded and is used only by this planner while it runs.
+  Planner(State& st, const PlanOptions& options, PositionSink* sink);
+
+  void push(const ProgrammedMove& move);
+  // Plans and delivers what is still held.
+  void finish();
+
+  const PlanStats& stats() const { return stats_; }
+  const MachineFacts& facts() const { return facts_; }
+  // True when input axes are turned round before solving (CAM sense on a machine that is not).
+  bool flips_axis() const { return flip_; }
+
+ private:
+  struct Held {
+    ProgrammedMove move;     // axis in the machine file's sense
+    Candidates cand;
+    double cost[kMaxCandidates];
+    signed char back[kMaxCandidates];
+  };
+
+  void gather(Held& h, const double seed[3]);
+  double motion(const double a[3], const double b[3], bool at_pole = false) const;
+  void plan_and_emit(int emit_count);
+  void spread_singular(int emit_count);
+  void emit(const Held& h, const double abc[3], int solver_code);
+  void emit_unreachable(const Held& h);
+  void linearise_to(const Held& h, const double pos[6]);
+  void subdivide_formula(const Held& h, const double pos[6]);
+  bool near_first_axis(const double d0[3], const double d1[3]) const;
+  bool sweep(const double p0[6], const double p1[6], const double t0[3], const double t1[3],
+             const double d0[3], const double d1[3], const Held& h);
+  void split(const double p0[6], const double p1[6], const double t0[3], const double t1[3],
+             const double d0[3], const double d1[3], const Held& h, int depth);
+  void deviation(const double p0[6], const double p1[6], const double t0[3], const double t1[3],
+                 const double d0[3], const double d1[3], double* tip_dev, double* axis_dev);
+  void deliver(const Held& h, const double pos[6], const double tip[3], const double axis[3],
+               bool inserted, int solver_code);
+
+  State& st_;
+  PlanOptions opt_;
+  PositionSink* sink_;
+  MachineFacts facts_;
+  bool flip_ = false;
+  PlanStats stats_;
+
+  std::vector<Held> held_;   // window, preallocated
+  std::vector<int> chosen_;  // candidate chosen per held move, -1 unreachable
+  Candidates mid_;           // solutions of a halved move
+  std::vector<double> sweep_;  // positions of a sweep: 6 axes, tip, axis per row
+  int count_ = 0;
+  double seed_[3];           // where the next move is solved from
+  bool start_pending_;
+  bool free_start_ = false;  // the first move may take any of its solutions
+  bool anchored_ = false;    // a position has been delivered: the plan continues from it
+  double anchor_abc_[3] = {0.0, 0.0, 0.0};
+
+  // The last delivered programmed position, for linearisation and jumps.
+  bool have_last_ = false;
+  double last_pos_[6] = {};
+  double last_tip_[3] = {};
+  double last_axis_[3] = {};
+  // The last delivered position of any kind, for swings.
+  bool have_delivered_ = false;
+  double last_delivered_[6] = {};
+};
+
+}  // namespace k5x
+
+#endif  // K5X_TOOLPATH_PLANNER_H
