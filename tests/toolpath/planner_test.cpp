@@ -1,0 +1,167 @@
+// The toolpath layer against the library's own answers: the planner's candidate solutions are
+// exactly the in-travel solutions the enumeration lists, and a planned path stays in travel,
+// continuous and on the programmed points and axes, window after window.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "geometry/transforms.h"
+#include "solutions/enumeration.h"
+#include "test_machines.h"
+#include "toolpath/kinematics.h"
+#include "toolpath/planner.h"
+
+namespace {
+
+constexpr double kDeg = 3.141592653589793 / 180.0;
+
+bool same_solution(const k5x::MachineFacts& f, const double a[3], const double b[3]) {
+  for (int i = 0; i < 3; ++i) {
+    if (!f.has_axis[3 + i]) continue;
+    double d = a[i] - b[i];
+    if (!f.limited[i]) d = std::remainder(d, 360.0);  // one representative of a free turn
+    if (!(std::fabs(d) <= 1e-6)) return false;
+  }
+  return true;
+}
+
+class Candidates : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(Candidates, AreTheInTravelSolutionsTheEnumerationLists) {
+  k5x::State st;
+  ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text(GetParam())), 0);
+  st.silent = 1;
+  const k5x::MachineFacts facts = k5x::read_machine_facts(st);
+  int directions = 0;
+  for (double tilt = 3.0; tilt < 120.0; tilt += 13.0) {
+    for (double turn = -170.0; turn < 180.0; turn += 37.0) {
+      // Tilted from the tool's rest direction in the machine file's sense.
+      double dir[3] = {std::sin(tilt * kDeg) * std::cos(turn * kDeg),
+                       std::sin(tilt * kDeg) * std::sin(turn * kDeg), std::cos(tilt * kDeg)};
+      if (!facts.cam_sense)
+        for (double& c : dir) c = -c;
+      const double seed[3] = {0.0, 10.0, 20.0};
+      k5x::Candidates cand;
+      k5x::solve_all(st, facts, dir, seed, 0, &cand);
+      int count = 0;
+      double* listed = nullptr;
+      k5x::ex_getallabchcpossible(st, dir, &count, &listed, nullptr);
+      std::vector<double> all(listed, listed + 3 * (count > 0 ? count : 0));
+      for (int j = 0; j < cand.count; ++j) {
+        if (!cand.in_travel[j]) continue;
+        bool found = false;
+        for (int e = 0; e < count && !found; ++e) found = same_solution(facts, cand.abc[j], &all[3 * e]);
+        EXPECT_TRUE(found) << GetParam() << " tilt " << tilt << " turn " << turn
+                           << ": candidate not enumerated: " << cand.abc[j][0] << " "
+                           << cand.abc[j][1] << " " << cand.abc[j][2];
+      }
+      for (int e = 0; e < count; ++e) {
+        bool found = false;
+        for (int j = 0; j < cand.count && !found; ++j)
+          found = cand.in_travel[j] && same_solution(facts, cand.abc[j], &all[3 * e]);
+        EXPECT_TRUE(found) << GetParam() << " tilt " << tilt << " turn " << turn
+                           << ": enumerated solution missing: " << all[3 * e] << " "
+                           << all[3 * e + 1] << " " << all[3 * e + 2];
+      }
+      ++directions;
+    }
+  }
+  EXPECT_GT(directions, 50);
+}
+
+INSTANTIATE_TEST_SUITE_P(TwoRotaryMachines, Candidates,
+                         ::testing::Values("DemoHead", "Trunnion", "HeadTable"));
+
+TEST(ToolAxisSense, FollowsTheSpindleSideOfTheChain) {
+  // DemoHead points its tool along -Z with the head above; the others point it at the spindle.
+  for (const char* name : {"DemoHead", "Trunnion", "HeadTable", "ThreeRotary", "IndexedTable"}) {
+    k5x::State st;
+    ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text(name)), 0);
+    EXPECT_EQ(k5x::read_machine_facts(st).cam_sense, std::string(name) != "DemoHead") << name;
+  }
+}
+
+struct Collect : k5x::PositionSink {
+  std::vector<k5x::PlannedPosition> rows;
+  void position(const k5x::PlannedPosition& p) override { rows.push_back(p); }
+};
+
+// A long pass on the trunnion whose tool leans up to 70 degrees while the table turns three
+// times: from the vertical, the nearest solution takes the branch that leaves the A travel
+// (-120..30); the plan must not.
+std::vector<k5x::ProgrammedMove> trunnion_pass(int n) {
+  std::vector<k5x::ProgrammedMove> moves(n);
+  for (int i = 0; i < n; ++i) {
+    const double s = static_cast<double>(i) / n;
+    const double tilt = 70.0 * std::sin(3.141592653589793 * s) * kDeg;
+    const double turn = (1080.0 * s + 200.0) * kDeg;
+    k5x::ProgrammedMove& m = moves[i];
+    m.point[0] = 30.0 * std::cos(turn);
+    m.point[1] = 30.0 * std::sin(turn);
+    m.point[2] = 5.0;
+    m.axis[0] = std::sin(tilt) * std::cos(turn);
+    m.axis[1] = std::sin(tilt) * std::sin(turn);
+    m.axis[2] = std::cos(tilt);
+    m.line = i + 1;
+    m.index = i;
+  }
+  return moves;
+}
+
+TEST(Planner, KeepsALongPathInTravelAcrossWindows) {
+  k5x::State st;
+  ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text("Trunnion")), 0);
+  st.silent = 1;
+  const int n = 900;
+  const std::vector<k5x::ProgrammedMove> moves = trunnion_pass(n);
+  k5x::PlanOptions options;
+  {
+    options.choice = k5x::Choice::nearest;
+    Collect nearest;
+    k5x::Planner planner(st, options, &nearest);
+    for (const k5x::ProgrammedMove& m : moves) planner.push(m);
+    planner.finish();
+    ASSERT_GT(planner.stats().out_of_travel, 0) << "the path does not test the choice";
+  }
+  options.choice = k5x::Choice::path;
+  // Several windows on a short path; each must see the A limit coming (some 130 moves ahead).
+  options.window = 100;
+  options.overlap = 150;
+  options.linearise = k5x::Linearise::tolerance;
+  Collect sink;
+  k5x::Planner planner(st, options, &sink);
+  for (const k5x::ProgrammedMove& m : moves) planner.push(m);
+  planner.finish();
+  EXPECT_EQ(planner.stats().moves, n);
+  EXPECT_EQ(planner.stats().out_of_travel, 0);
+  EXPECT_EQ(planner.stats().swings, 0);
+  EXPECT_LE(planner.stats().max_tip_deviation, options.tolerance);
+  long programmed = 0;
+  const k5x::PlannedPosition* last = nullptr;
+  for (const k5x::PlannedPosition& p : sink.rows) {
+    ASSERT_TRUE(p.reachable);
+    EXPECT_EQ(p.travel_code, 0) << "line " << p.line;
+    for (int k = 3; k < 6 && last != nullptr; ++k) {
+      EXPECT_LT(std::fabs(p.axes[k] - last->axes[k]), 20.0) << "line " << p.line;
+    }
+    last = &p;
+    if (p.inserted) continue;
+    ASSERT_EQ(p.index, programmed) << "a move delivered twice or lost";
+    const k5x::ProgrammedMove& m = moves[programmed++];
+    double tip[3], dir[3];
+    k5x::xyz2pts(st, p.axes, p.axes + 3, tip);
+    k5x_test::chain_tool_direction(st, p.axes + 3, dir);
+    for (int k = 0; k < 3; ++k) {
+      EXPECT_NEAR(tip[k], m.point[k], 1e-6) << "line " << p.line;
+    }
+    // Within the angle tolerance of the table's axis, a move may be stood along it.
+    const double tilt = std::acos(m.axis[2]) / kDeg;
+    EXPECT_LT(k5x_test::angle_between_deg(dir, m.axis),
+              tilt <= options.angle_tolerance ? options.angle_tolerance : 1e-6)
+        << "line " << p.line;
+  }
+  EXPECT_EQ(programmed, n);
+}
+
+}  // namespace
