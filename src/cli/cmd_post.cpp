@@ -9,9 +9,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "cli/cli_common.h"
 #include "cli/commands.h"
@@ -22,7 +24,9 @@
 #include "machine/loader.h"
 #include "machine/machine_model.h"
 #include "motion/increments.h"
+#include "toolpath/apt_reader.h"
 #include "toolpath/csv_writer.h"
+#include "toolpath/gcode_writer.h"
 #include "toolpath/planner.h"
 #include "toolpath/text_io.h"
 
@@ -192,7 +196,18 @@ struct PostArgs {
   k5x::Linearise linearise = k5x::Linearise::none;
   bool machine_axis = false, wrap_modulo = false;
   double angle_tolerance = 0.5;
+  std::string input_format = "auto", output_format, dialect = "iso", command_line;
+  k5x::AptUnits units = k5x::AptUnits::automatic;
+  k5x::FeedMode feed = k5x::FeedMode::inverse_time;
+  bool tcp = false, line_numbers = false, has_retract_z = false;
+  int length_decimals = 4, angle_decimals = 3;
+  double retract_z = 0.0, retract_angle = 30.0, default_feed = 1000.0;
 };
+
+bool ends_with(const std::string& s, const char* tail) {
+  const std::size_t n = std::strlen(tail);
+  return s.size() >= n && s.compare(s.size() - n, n, tail) == 0;
+}
 
 int parse_args(int argc, char** argv, PostArgs* a) {
   for (int i = 0; i < argc; ++i) {
@@ -200,9 +215,55 @@ int parse_args(int argc, char** argv, PostArgs* a) {
     if (std::strcmp(s, "--machine") == 0) {
       if (!take_text(kCmd, argc, argv, &i, &a->machine)) return 2;
       if (a->machine.empty()) return usage_error(kCmd, "empty machine name");
-    } else if (std::strcmp(s, "-o") == 0 || std::strcmp(s, "--output") == 0) {
+    } else if (std::strcmp(s, "-o") == 0) {
       if (!take_text(kCmd, argc, argv, &i, &a->output)) return 2;
       if (a->output.empty()) return usage_error(kCmd, "empty output file name");
+    } else if (std::strcmp(s, "--output") == 0) {
+      if (!take_text(kCmd, argc, argv, &i, &a->output_format)) return 2;
+      if (a->output_format != "csv" && a->output_format != "gcode")
+        return usage_error(kCmd, "--output takes 'csv' or 'gcode' (the file is -o FILE)");
+    } else if (std::strcmp(s, "--input") == 0) {
+      if (!take_text(kCmd, argc, argv, &i, &a->input_format)) return 2;
+      if (a->input_format != "auto" && a->input_format != "xyz" && a->input_format != "apt")
+        return usage_error(kCmd, "--input takes 'auto', 'xyz' or 'apt'");
+    } else if (std::strcmp(s, "--units") == 0) {
+      std::string v;
+      if (!take_text(kCmd, argc, argv, &i, &v)) return 2;
+      if (v == "mm")
+        a->units = k5x::AptUnits::mm;
+      else if (v == "inches" || v == "inch")
+        a->units = k5x::AptUnits::inches;
+      else
+        return usage_error(kCmd, "--units takes 'mm' or 'inches'");
+    } else if (std::strcmp(s, "--feed") == 0) {
+      std::string v;
+      if (!take_text(kCmd, argc, argv, &i, &v)) return 2;
+      if (v == "inverse-time")
+        a->feed = k5x::FeedMode::inverse_time;
+      else if (v == "per-minute")
+        a->feed = k5x::FeedMode::per_minute;
+      else
+        return usage_error(kCmd, "--feed takes 'inverse-time' or 'per-minute'");
+    } else if (std::strcmp(s, "--dialect") == 0) {
+      if (!take_text(kCmd, argc, argv, &i, &a->dialect)) return 2;
+      if (a->dialect.empty()) return usage_error(kCmd, "empty dialect");
+    } else if (std::strcmp(s, "--tcp") == 0) {
+      a->tcp = true;
+    } else if (std::strcmp(s, "--line-numbers") == 0) {
+      a->line_numbers = true;
+    } else if (std::strcmp(s, "--decimals") == 0 || std::strcmp(s, "--angle-decimals") == 0) {
+      int d = 0;
+      if (!take_int(kCmd, argc, argv, &i, &d)) return 2;
+      if (d < 0 || d > 9) return usage_error(kCmd, "decimals must be 0 to 9");
+      (s[2] == 'd' ? a->length_decimals : a->angle_decimals) = d;
+    } else if (std::strcmp(s, "--retract-z") == 0) {
+      if (!take_numbers(kCmd, argc, argv, &i, 1, &a->retract_z)) return 2;
+      a->has_retract_z = true;
+    } else if (std::strcmp(s, "--retract-angle") == 0) {
+      if (!take_numbers(kCmd, argc, argv, &i, 1, &a->retract_angle)) return 2;
+    } else if (std::strcmp(s, "--default-feed") == 0) {
+      if (!take_numbers(kCmd, argc, argv, &i, 1, &a->default_feed)) return 2;
+      if (!(a->default_feed > 0.0)) return usage_error(kCmd, "--default-feed must be above 0");
     } else if (std::strcmp(s, "--svg") == 0) {
       if (!take_text(kCmd, argc, argv, &i, &a->svg)) return 2;
       if (a->svg.empty()) return usage_error(kCmd, "empty SVG file name");
@@ -282,6 +343,12 @@ int parse_args(int argc, char** argv, PostArgs* a) {
     }
   }
   if (a->demo && a->has_input) return usage_error(kCmd, "--demo takes no toolpath");
+  if (a->output_format.empty())
+    a->output_format = ends_with(a->output, ".nc") || ends_with(a->output, ".ngc") ||
+                               ends_with(a->output, ".gcode")
+                           ? "gcode"
+                           : "csv";
+  for (int i = 0; i < argc; ++i) a->command_line += std::string(i ? " " : "") + argv[i];
   return 0;
 }
 
@@ -354,10 +421,10 @@ void fill_plot_axes(const k5x::State& st, PlotAxes* axes) {
   }
 }
 
-// Hands each position to the CSV and, when asked, to the plot.
+// Hands each position to the writer and, when asked, to the plot.
 class ProgramSink : public k5x::PositionSink {
  public:
-  ProgramSink(k5x::CsvWriter* csv, SvgPlot* plot) : csv_(csv), plot_(plot) {}
+  ProgramSink(k5x::PositionSink* csv, SvgPlot* plot) : csv_(csv), plot_(plot) {}
   void position(const k5x::PlannedPosition& p) override {
     csv_->position(p);
     if (plot_ == nullptr) return;
@@ -368,7 +435,7 @@ class ProgramSink : public k5x::PositionSink {
   }
 
  private:
-  k5x::CsvWriter* csv_;
+  k5x::PositionSink* csv_;
   SvgPlot* plot_;
 };
 
@@ -523,70 +590,165 @@ int run_post(const PostArgs& a) {
     return 1;
   }
 
-  k5x::LineReader reader(in);
+  // The toolpath's format: APT / CLSF records, or lines of six numbers.
+  bool apt = a.input_format == "apt";
+  if (a.input_format == "auto" && close_in) {
+    std::vector<char> head(65536);
+    const std::size_t got = std::fread(head.data(), 1, head.size(), in);
+    apt = k5x::looks_like_apt(head.data(), got);
+    std::rewind(in);
+  }
+  k5x::AptOptions apt_options;
+  apt_options.units = a.units;
+  apt_options.chord_tolerance = options.tolerance;
+  if (apt && a.units == k5x::AptUnits::automatic && close_in)
+    apt_options.units = k5x::scan_apt_units(in);
+
   k5x::OutBuffer buffer(out);
   std::unique_ptr<SvgPlot> plot(a.svg.empty() ? nullptr : new SvgPlot());
   k5x::CsvWriter csv(&buffer);
-  ProgramSink sink(&csv, plot.get());
+  std::unique_ptr<k5x::GcodeWriter> gcode;
+  const bool to_gcode = a.output_format == "gcode";
+  const char* machine_name = k5x::name_machine(st);
+  if (to_gcode) {
+    k5x::Dialect dialect;
+    std::string text, error;
+    if (const char* shipped = k5x::shipped_dialect(a.dialect)) {
+      text = shipped;
+    } else {
+      std::FILE* f = std::fopen(a.dialect.c_str(), "rb");
+      if (f == nullptr) {
+        std::fprintf(stderr, "k5x post: cannot open dialect %s: %s\n", a.dialect.c_str(),
+                     std::strerror(errno));
+        return 1;
+      }
+      char chunk[4096];
+      for (std::size_t n; (n = std::fread(chunk, 1, sizeof chunk, f)) > 0;) text.append(chunk, n);
+      std::fclose(f);
+    }
+    if (!k5x::parse_dialect(text, &dialect, &error)) {
+      std::fprintf(stderr, "%s:%s\n", a.dialect.c_str(), error.c_str());
+      return 2;
+    }
+    const k5x::MachineFacts facts = k5x::read_machine_facts(st);
+    k5x::GcodeOptions g;
+    g.feed = a.feed;
+    g.tcp = a.tcp;
+    g.line_numbers = a.line_numbers;
+    g.length_decimals = a.length_decimals;
+    g.angle_decimals = a.angle_decimals;
+    g.retract_degrees = a.retract_angle;
+    g.default_feed = a.default_feed;
+    for (int k = 0; k < 6; ++k) g.has_axis[k] = facts.has_axis[k];
+    // Without --retract-z, the top of the Z travel, when the machine has one.
+    g.retract = a.has_retract_z || st.machine.travel_max[2] < 1e6;
+    g.retract_z = a.has_retract_z ? a.retract_z : st.machine.travel_max[2];
+    char date[64] = "";
+    const std::time_t now = std::time(nullptr);
+    if (const std::tm* t = std::localtime(&now)) std::strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", t);
+    g.header = std::string("k5x post, machine ") + (machine_name ? machine_name : "(unnamed)") +
+               "\ntoolpath " + source + "\ndate " + date + "\nk5x post " + a.command_line;
+    gcode.reset(new k5x::GcodeWriter(&buffer, dialect, g));
+  }
+  ProgramSink sink(to_gcode ? static_cast<k5x::PositionSink*>(gcode.get()) : &csv, plot.get());
   k5x::Planner planner(st, options, &sink);
-  csv.write_header();
+  if (gcode)
+    gcode->begin();
+  else
+    csv.write_header();
 
   const bool progress = isatty(2) != 0;
   const auto t0 = std::chrono::steady_clock::now();
   auto last_progress = t0;
-  const double zero_length = st.eps;
-  long lineno = 0, bad = 0, index = 0;
-  char reason[160];
-  double v[6];
-  const char* b = nullptr;
-  const char* e = nullptr;
-  k5x::ProgrammedMove move;
-  for (;;) {
-    const k5x::LineReader::Result r = reader.next(&b, &e);
-    if (r == k5x::LineReader::kEnd) break;
-    if (r == k5x::LineReader::kError) {
+  long bad = 0;
+  auto report_progress = [&]() {
+    if (!progress || (planner.stats().moves & 4095) != 0) return;
+    const auto now = std::chrono::steady_clock::now();
+    if (now - last_progress > std::chrono::milliseconds(250)) {
+      last_progress = now;
+      const double secs = std::chrono::duration<double>(now - t0).count();
+      std::fprintf(stderr, "\rk5x post: %ld moves, %.0f moves/s ", planner.stats().moves,
+                   secs > 0 ? planner.stats().moves / secs : 0.0);
+    }
+  };
+  // A malformed line or record: reported, then skipped with --skip-bad, else the end (status 2).
+  auto malformed = [&](long line, const char* reason) {
+    if (!a.skip_bad) {
+      std::fprintf(stderr, "%s:%ld: %s\n", source.c_str(), line, reason);
+      return false;
+    }
+    ++bad;
+    if (bad <= 20)
+      std::fprintf(stderr, "%s:%ld: %s (skipped)\n", source.c_str(), line, reason);
+    else if (bad == 21)
+      std::fprintf(stderr, "%s: more malformed lines skipped without notice\n", source.c_str());
+    return true;
+  };
+
+  std::unique_ptr<k5x::AptReader> apt_reader;
+  if (apt) {
+    apt_reader.reset(new k5x::AptReader(in, apt_options));
+    k5x::ProgrammedMove move;
+    k5x::AptEvent event;
+    for (;;) {
+      const k5x::AptReader::Result r = apt_reader->next(&move, &event);
+      if (r == k5x::AptReader::kEnd) break;
+      if (r == k5x::AptReader::kError) {
+        if (!malformed(apt_reader->line(), apt_reader->message().c_str())) return 2;
+        continue;
+      }
+      if (r == k5x::AptReader::kEvent) {
+        if (gcode) gcode->event(event);
+        continue;
+      }
+      planner.push(move);
+      report_progress();
+    }
+    if (std::ferror(in)) {
       std::fprintf(stderr, "k5x post: cannot read %s: %s\n", source.c_str(), std::strerror(errno));
       return 1;
     }
-    ++lineno;
-    int parsed;
-    if (r == k5x::LineReader::kTooLong) {
-      std::snprintf(reason, sizeof reason, "line longer than %d bytes", 1 << 20);
-      parsed = -1;
-    } else {
-      parsed = k5x::parse_move_line(b, e, v, zero_length, reason, sizeof reason);
-    }
-    if (parsed == 0) continue;
-    if (parsed < 0) {
-      if (!a.skip_bad) {
-        std::fprintf(stderr, "%s:%ld: %s\n", source.c_str(), lineno, reason);
-        return 2;
+  } else {
+    k5x::LineReader reader(in);
+    const double zero_length = st.eps;
+    long lineno = 0, index = 0;
+    char reason[160];
+    double v[6];
+    const char* b = nullptr;
+    const char* e = nullptr;
+    k5x::ProgrammedMove move;
+    for (;;) {
+      const k5x::LineReader::Result r = reader.next(&b, &e);
+      if (r == k5x::LineReader::kEnd) break;
+      if (r == k5x::LineReader::kError) {
+        std::fprintf(stderr, "k5x post: cannot read %s: %s\n", source.c_str(), std::strerror(errno));
+        return 1;
       }
-      ++bad;
-      if (bad <= 20)
-        std::fprintf(stderr, "%s:%ld: %s (skipped)\n", source.c_str(), lineno, reason);
-      else if (bad == 21)
-        std::fprintf(stderr, "%s: more malformed lines skipped without notice\n", source.c_str());
-      continue;
-    }
-    for (int k = 0; k < 3; ++k) {
-      move.point[k] = v[k];
-      move.axis[k] = v[3 + k];
-    }
-    move.line = lineno;
-    move.index = index++;
-    planner.push(move);
-    if (progress && (planner.stats().moves & 4095) == 0) {
-      const auto now = std::chrono::steady_clock::now();
-      if (now - last_progress > std::chrono::milliseconds(250)) {
-        last_progress = now;
-        const double secs = std::chrono::duration<double>(now - t0).count();
-        std::fprintf(stderr, "\rk5x post: %ld moves, %.0f moves/s ", planner.stats().moves,
-                     secs > 0 ? planner.stats().moves / secs : 0.0);
+      ++lineno;
+      int parsed;
+      if (r == k5x::LineReader::kTooLong) {
+        std::snprintf(reason, sizeof reason, "line longer than %d bytes", 1 << 20);
+        parsed = -1;
+      } else {
+        parsed = k5x::parse_move_line(b, e, v, zero_length, reason, sizeof reason);
       }
+      if (parsed == 0) continue;
+      if (parsed < 0) {
+        if (!malformed(lineno, reason)) return 2;
+        continue;
+      }
+      for (int k = 0; k < 3; ++k) {
+        move.point[k] = v[k];
+        move.axis[k] = v[3 + k];
+      }
+      move.line = lineno;
+      move.index = index++;
+      planner.push(move);
+      report_progress();
     }
   }
   planner.finish();
+  if (gcode) gcode->end();
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
   if (progress && last_progress != t0) std::fprintf(stderr, "\r%60s\r", "");
@@ -606,7 +768,7 @@ int run_post(const PostArgs& a) {
                  std::strerror(errno));
     return 1;
   }
-  const char* name = k5x::name_machine(st);
+  const char* name = machine_name;
   if (plot) {
     PlotAxes axes;
     fill_plot_axes(st, &axes);
@@ -621,6 +783,17 @@ int run_post(const PostArgs& a) {
                  "k5x post: no in-travel solution for the first direction; started from "
                  "--prev\n");
   print_summary(name ? name : "(unnamed)", source.c_str(), planner, st, bad, seconds);
+  if (apt_reader) {
+    std::fprintf(stderr, "  APT moves                    %ld (%s)\n", apt_reader->moves(),
+                 apt_reader->inches() ? "inches, converted to mm" : "mm");
+    if (!apt_reader->unknown().empty()) {
+      std::fprintf(stderr, "  records not acted on        ");
+      for (const auto& u : apt_reader->unknown())
+        std::fprintf(stderr, " %s %ld", u.first.c_str(), u.second);
+      std::fprintf(stderr, "\n");
+    }
+  }
+  if (gcode) std::fprintf(stderr, "  G-code blocks                %ld\n", gcode->blocks());
   return 0;
 }
 

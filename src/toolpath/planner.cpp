@@ -22,6 +22,8 @@ constexpr std::size_t kSwingsKept = 10;
 // Largest rotary step, in degrees, of a sweep in machine space.
 constexpr double kSweepStep = 1.0;
 constexpr int kMaxSweepSteps = 8192;
+// Moves on each side of a swing near the singular direction that take a share of it.
+constexpr int kSpreadMoves = 10;
 
 double angle_between(const double a[3], const double b[3]) {
   double c[3];
@@ -275,8 +277,11 @@ void Planner::spread_singular(int emit_count) {
     if (tilt(m - 1) > opt_.angle_tolerance && tilt(m) > opt_.angle_tolerance) continue;
     int a = tilt(m - 1) <= opt_.angle_tolerance ? m - 1 : m;
     int b = tilt(m) <= opt_.angle_tolerance ? m : m - 1;
-    while (a > 0 && chosen_[a - 1] >= 0 && tilt(a - 1) <= opt_.angle_tolerance) --a;
-    while (b + 1 < count_ && chosen_[b + 1] >= 0 && tilt(b + 1) <= opt_.angle_tolerance) ++b;
+    // Over a few moves each side: a long stretch along the axis need not turn all the way.
+    const int first = m - 1 - kSpreadMoves, last = m + kSpreadMoves;
+    while (a > 0 && a > first && chosen_[a - 1] >= 0 && tilt(a - 1) <= opt_.angle_tolerance) --a;
+    while (b + 1 < count_ && b < last && chosen_[b + 1] >= 0 && tilt(b + 1) <= opt_.angle_tolerance)
+      ++b;
     // The free axis goes from the value before the stretch to the value after it.
     const double from = a > 0 && chosen_[a - 1] >= 0 ? value(a - 1) : value(a);
     double to = b + 1 < count_ && chosen_[b + 1] >= 0 ? value(b + 1) : value(b);
@@ -314,6 +319,8 @@ void Planner::emit_unreachable(const Held& h) {
   PlannedPosition p;
   p.line = h.move.line;
   p.index = h.move.index;
+  p.rapid = h.move.rapid;
+  p.feed = h.move.feed;
   p.reachable = false;
   p.solver_code = facts_.three_rotary ? -1 : 1;
   vcopy(h.move.point, p.tip);
@@ -343,7 +350,9 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
         stats_.max_jump_axis = kIdA + i;
       }
     }
-    if (opt_.linearise == Linearise::tolerance)
+    if (h.move.rapid) {
+      // A positioning move: the tool is clear of the workpiece, nothing to keep it on.
+    } else if (opt_.linearise == Linearise::tolerance)
       split(last_pos_, pos, last_tip_, h.move.point, last_axis_, h.move.axis, h, 0);
     else if (opt_.linearise == Linearise::formula)
       subdivide_formula(h, pos);
@@ -532,6 +541,8 @@ void Planner::deliver(const Held& h, const double pos[6], const double tip[3],
   p.line = h.move.line;
   p.index = h.move.index;
   p.inserted = inserted;
+  p.rapid = h.move.rapid;
+  p.feed = h.move.feed;
   p.solver_code = solver_code;
   int* flags = p.travel_flags;
   p.travel_code = travel_code(st_, p.axes, flags);

@@ -24,6 +24,8 @@ struct PlannedPosition {
   long line = 0;                     // source line of the move it belongs to
   long index = 0;                    // index of that move; inserted positions lead up to it
   bool inserted = false;             // added by linearisation, not a programmed move
+  bool rapid = false;                // the move's: a positioning move
+  double feed = 0.0;                 // the move's programmed feed; <= 0 none
   bool reachable = true;             // false: no solution, axes are meaningless
   int solver_code = 0;
   int travel_code = 0;               // 0 in travel, +-k axis k above/below, 9 several

@@ -139,6 +139,28 @@ for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
 done
 [ "$shared" -ge 2 ]
 verdict "the shared toolpaths beside the checkout were not found" $?
+# The same files read as APT, straight to G-code: a whole program, records counted.
+for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
+  run 0 "post APT $f" "$K5X" post --machine Trunnion "$f" --subdivide -o "$T/p.nc"
+  has "$T/p.nc" "^%$" "^G21 G90 G17$" "^G54$" "^G93 G1 " "^M30$"
+  has "$T/err" "records not acted on .*PAINT [0-9]+" "APT moves .*inches, converted to mm" \
+    "out-of-travel positions +0$"
+done
+run 0 "post APT --tcp --feed per-minute --dialect rs274ngc" "$K5X" post --machine Trunnion \
+  "$f" --output gcode --tcp --feed per-minute --dialect rs274ngc --line-numbers --units mm
+has "$T/out" "^N[0-9]+ G43\.4 H[0-9]+$" "^N[0-9]+ G94 G1 .*F[0-9.]+$" "^N[0-9]+ M2$" "^N[0-9]+ G49$"
+has "$T/err" "APT moves .*\(mm\)"
+# Malformed records: FILE:LINE: reason, status 2, nothing written; --skip-bad goes on.
+printf 'UNITS/MM\nGOTO/0,0,10,0,0,1\nGOTO/1,2\nGOTO/5,0,10\n' >"$T/bad.apt"
+run 2 "post bad APT" "$K5X" post "$T/bad.apt" -o "$T/bad.nc"
+has "$T/err" "^$T/bad.apt:3: GOTO/ needs 3 numbers, found 2$"
+[ ! -e "$T/bad.nc" ]
+verdict "bad APT: an output file was left" $?
+run 0 "post bad APT --skip-bad" "$K5X" post "$T/bad.apt" --skip-bad --output gcode
+has "$T/err" "bad.apt:3: .*\(skipped\)" "moves read +2$"
+printf 'program_end = M2\ncomment_open ;\n' >"$T/bad.dialect"
+run 2 "post bad dialect" "$K5X" post "$T/bad.apt" --skip-bad --output gcode --dialect "$T/bad.dialect"
+has "$T/err" "^$T/bad.dialect:2: expected 'key = value'$"
 posted Trunnion "$T/cone_Trunnion.txt" "--tool-length 40" --tool-length 40
 posted Trunnion "$T/cone_Trunnion.txt" "" --start auto
 # Turning 3 degrees per move, C follows smoothly; through the vertical the machine must flip.

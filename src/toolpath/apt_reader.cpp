@@ -1,0 +1,473 @@
+#include "toolpath/apt_reader.h"
+
+#include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+
+namespace k5x {
+
+namespace {
+
+constexpr double kInch = 25.4;
+constexpr double kPi = 3.141592653589793;
+
+std::string trim(const std::string& s) {
+  std::size_t b = 0, e = s.size();
+  while (b < e && std::isspace(static_cast<unsigned char>(s[b]))) ++b;
+  while (e > b && std::isspace(static_cast<unsigned char>(s[e - 1]))) --e;
+  return s.substr(b, e - b);
+}
+
+std::string upper(std::string s) {
+  for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return s;
+}
+
+bool parse_number(const std::string& text, double* out) {
+  if (text.empty()) return false;
+  errno = 0;
+  char* end = nullptr;
+  const double v = std::strtod(text.c_str(), &end);
+  if (end == text.c_str() || *end != '\0' || errno == ERANGE || !std::isfinite(v)) return false;
+  *out = v;
+  return true;
+}
+
+double norm3(const double v[3]) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
+
+void cross3(const double a[3], const double b[3], double c[3]) {
+  const double x = a[1] * b[2] - a[2] * b[1], y = a[2] * b[0] - a[0] * b[2],
+               z = a[0] * b[1] - a[1] * b[0];
+  c[0] = x;
+  c[1] = y;
+  c[2] = z;
+}
+
+double dot3(const double a[3], const double b[3]) {
+  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
+
+}  // namespace
+
+AptReader::AptReader(std::FILE* in, const AptOptions& options) : reader_(in), options_(options) {
+  if (options_.units == AptUnits::inches) scale_ = kInch;
+  units_known_ = options_.units != AptUnits::automatic;
+}
+
+AptReader::Result AptReader::fail(const std::string& why) {
+  message_ = why;
+  return kError;
+}
+
+// One record: a line, or several joined where a line ends with a single '$'. A '$$' starts a
+// comment, to the end of the line.
+bool AptReader::read_record() {
+  record_.clear();
+  const char* b = nullptr;
+  const char* e = nullptr;
+  bool continued = false;
+  for (;;) {
+    const LineReader::Result r = reader_.next(&b, &e);
+    if (r == LineReader::kEnd || r == LineReader::kError) return !record_.empty();
+    ++line_;
+    if (!continued) record_line_ = line_;
+    std::string text = r == LineReader::kTooLong ? std::string() : std::string(b, e);
+    const std::size_t comment = text.find("$$");
+    std::string body = trim(comment == std::string::npos ? text : text.substr(0, comment));
+    if (comment == 0 && !continued) {
+      record_ = "$$" + text.substr(2);
+      return true;
+    }
+    if (!body.empty() && body.back() == '$') {
+      body.pop_back();
+      record_ += body;
+      continued = true;
+      continue;
+    }
+    record_ += body;
+    if (record_.empty() && !continued) continue;  // a blank line
+    return true;
+  }
+}
+
+bool AptReader::numbers(std::size_t from, std::size_t count_min, std::size_t count_max,
+                        double* out, std::size_t* count) {
+  *count = 0;
+  if (fields_.size() < from + count_min) {
+    message_ = name_ + "/ needs " + std::to_string(count_min) + " numbers, found " +
+               std::to_string(fields_.size() > from ? fields_.size() - from : 0);
+    return false;
+  }
+  for (std::size_t i = from; i < fields_.size(); ++i) {
+    if (*count == count_max) {
+      message_ = name_ + "/ takes at most " + std::to_string(count_max) + " numbers";
+      return false;
+    }
+    if (!parse_number(fields_[i], &out[*count])) {
+      message_ = name_ + "/: not a number: '" + fields_[i] + "'";
+      return false;
+    }
+    ++*count;
+  }
+  return true;
+}
+
+void AptReader::to_workpiece(const double local[3], double out[3], bool direction) const {
+  for (int k = 0; k < 3; ++k) {
+    out[k] = frame_[3 * k] * local[0] + frame_[3 * k + 1] * local[1] + frame_[3 * k + 2] * local[2];
+    if (!direction) out[k] += origin_[k];
+  }
+}
+
+AptReader::Result AptReader::emit_move(const double point[3], ProgrammedMove* move) {
+  for (int k = 0; k < 3; ++k) {
+    move->point[k] = point[k];
+    move->axis[k] = axis_[k];
+    last_[k] = point[k];
+  }
+  have_last_ = true;
+  move->line = record_line_;
+  move->index = index_++;
+  move->rapid = rapid_;
+  move->feed = feed_per_rev_ > 0.0 ? feed_per_rev_ * std::fabs(spindle_rpm_) : feed_;
+  rapid_ = false;
+  return kMove;
+}
+
+// The arc from the last point to end about the circle's axis, counter-clockwise seen from the
+// axis' tip, in chords within the tolerance; a rise along the axis is spread evenly.
+AptReader::Result AptReader::queue_circle(const double end[3], ProgrammedMove* move) {
+  circle_pending_ = false;
+  if (!have_last_) return emit_move(end, move);
+  const double* c = circle_center_;
+  const double* n = circle_axis_;
+  double a[3], b[3];
+  for (int k = 0; k < 3; ++k) {
+    a[k] = last_[k] - c[k];
+    b[k] = end[k] - c[k];
+  }
+  const double ha = dot3(a, n), hb = dot3(b, n);
+  for (int k = 0; k < 3; ++k) {
+    a[k] -= ha * n[k];
+    b[k] -= hb * n[k];
+  }
+  const double r = norm3(a);
+  double ab[3];
+  cross3(a, b, ab);
+  double sweep = std::atan2(dot3(ab, n), dot3(a, b));
+  if (sweep <= 1e-12) sweep += 2.0 * kPi;
+  sweep += 2.0 * kPi * circle_turns_;
+  const double tol = options_.chord_tolerance;
+  int steps = 1;
+  if (r > tol && tol > 0.0) {
+    const double step = 2.0 * std::acos(1.0 - tol / r);
+    steps = static_cast<int>(std::ceil(sweep / step));
+    if (steps < 1) steps = 1;
+    if (steps > 1000000) steps = 1000000;
+  }
+  double u[3];  // n x a, a quarter turn ahead of a
+  cross3(n, a, u);
+  arc_.clear();
+  for (int i = 1; i <= steps; ++i) {
+    const double t = static_cast<double>(i) / steps;
+    const double phi = sweep * t, cp = std::cos(phi), sp = std::sin(phi);
+    for (int k = 0; k < 3; ++k)
+      arc_.push_back(i == steps ? end[k] : c[k] + cp * a[k] + sp * u[k] + (ha + (hb - ha) * t) * n[k]);
+  }
+  arc_next_ = 0;
+  arc_line_ = circle_line_;
+  const long line = record_line_;
+  record_line_ = arc_line_;
+  const Result r0 = emit_move(&arc_[0], move);
+  record_line_ = line;
+  arc_next_ = 3;
+  return r0;
+}
+
+AptReader::Result AptReader::next(ProgrammedMove* move, AptEvent* event) {
+  if (arc_next_ < arc_.size()) {
+    // The rest of an arc keeps the circle's line; its end point is the GOTO's.
+    const bool last = arc_next_ + 3 >= arc_.size();
+    const long line = record_line_;
+    if (!last) record_line_ = arc_line_;
+    const Result r = emit_move(&arc_[arc_next_], move);
+    record_line_ = line;
+    arc_next_ += 3;
+    return r;
+  }
+  for (;;) {
+    if (!read_record()) return kEnd;
+    const Result r = record(move, event);
+    if (r != kEnd) return r;  // kEnd from record(): nothing to hand out, read on
+  }
+}
+
+AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
+  fields_.clear();
+  event->before = index_;
+  event->line = record_line_;
+  event->text.clear();
+  if (record_.compare(0, 2, "$$") == 0) {
+    event->kind = AptEvent::comment;
+    event->text = trim(record_.substr(2));
+    return event->text.empty() ? kEnd : kEvent;
+  }
+  const std::size_t slash = record_.find('/');
+  if (slash == std::string::npos) {
+    name_ = upper(trim(record_));
+  } else {
+    name_ = upper(trim(record_.substr(0, slash)));
+    std::string rest = record_.substr(slash + 1);
+    std::size_t start = 0;
+    for (;;) {
+      const std::size_t comma = rest.find(',', start);
+      fields_.push_back(trim(rest.substr(start, comma == std::string::npos ? std::string::npos
+                                                                          : comma - start)));
+      if (comma == std::string::npos) break;
+      start = comma + 1;
+    }
+  }
+  double v[16];
+  std::size_t n = 0;
+  if (name_ == "GOTO" || name_ == "FROM") {
+    if (!numbers(0, 3, 6, v, &n)) return kError;
+    if (n != 3 && n != 6) return fail(name_ + "/ needs 3 or 6 numbers, found " + std::to_string(n));
+    if (n == 6 && multax_) {
+      const double len = norm3(v + 3);
+      if (!(len > 1e-9)) return fail(name_ + "/: zero tool axis");
+      double local[3] = {v[3] / len, v[4] / len, v[5] / len};
+      to_workpiece(local, axis_, true);
+    }
+    double local[3] = {v[0] * scale_, v[1] * scale_, v[2] * scale_}, point[3];
+    to_workpiece(local, point, false);
+    if (name_ == "FROM") {
+      for (int k = 0; k < 3; ++k) from_[k] = point[k];
+      have_from_ = true;
+      rapid_ = true;
+    }
+    if (circle_pending_) return queue_circle(point, move);
+    return emit_move(point, move);
+  }
+  if (name_ == "GOHOME") {
+    if (!have_from_) return fail("GOHOME/ without a FROM/ point");
+    rapid_ = true;
+    return emit_move(from_, move);
+  }
+  if (name_ == "RAPID") {
+    rapid_ = true;
+    return kEnd;
+  }
+  if (name_ == "MULTAX") {
+    const std::string mode = fields_.empty() ? "ON" : upper(fields_[0]);
+    if (mode != "ON" && mode != "OFF") return fail("MULTAX/ takes ON or OFF");
+    multax_ = mode == "ON";
+    return kEnd;
+  }
+  if (name_ == "TLAXIS") {
+    if (!numbers(0, 3, 3, v, &n)) return kError;
+    const double len = norm3(v);
+    if (!(len > 1e-9)) return fail("TLAXIS/: zero tool axis");
+    const double local[3] = {v[0] / len, v[1] / len, v[2] / len};
+    to_workpiece(local, axis_, true);
+    return kEnd;
+  }
+  if (name_ == "UNITS") {
+    const std::string u = fields_.empty() ? "" : upper(fields_[0]);
+    if (u != "MM" && u != "INCHES" && u != "INCH") return fail("UNITS/ takes MM or INCHES");
+    if (options_.units == AptUnits::automatic) {
+      scale_ = u == "MM" ? 1.0 : kInch;
+      units_known_ = true;
+    }
+    return kEnd;
+  }
+  if (name_ == "FEDRAT") {
+    std::string unit;
+    std::size_t from = 0;
+    if (!fields_.empty() && !parse_number(fields_[0], v)) {
+      unit = upper(fields_[0]);
+      from = 1;
+    }
+    if (!numbers(from, 1, 1, v, &n)) return kError;
+    if (!(v[0] > 0.0)) return fail("FEDRAT/: the feed must be above 0");
+    const bool inch = unit == "IPM" || unit == "IPR";
+    if (!unit.empty() && unit != "IPM" && unit != "IPR" && unit != "MMPM" && unit != "MMPR")
+      return fail("FEDRAT/: unknown feed unit '" + unit + "'");
+    // A feed in inches says the file is in inches, unless the units were given.
+    if (!units_known_ && !unit.empty()) {
+      scale_ = inch ? kInch : 1.0;
+      units_known_ = true;
+    }
+    const double f = v[0] * (inch ? kInch : (unit.empty() ? scale_ : 1.0));
+    if (unit == "IPR" || unit == "MMPR") {
+      feed_per_rev_ = f;
+    } else {
+      feed_ = f;
+      feed_per_rev_ = 0.0;
+    }
+    return kEnd;
+  }
+  if (name_ == "LOADTL" || name_ == "LOAD") {
+    std::size_t from = 0;
+    if (name_ == "LOAD") {
+      if (fields_.empty() || upper(fields_[0]) != "TOOL") return fail("LOAD/ takes TOOL,n");
+      from = 1;
+    }
+    if (fields_.size() <= from || !parse_number(fields_[from], v) || v[0] < 0.0 || v[0] > 1e9 ||
+        v[0] != std::floor(v[0]))
+      return fail(name_ + "/ needs a tool number");
+    event->kind = AptEvent::tool_load;
+    event->tool = static_cast<int>(v[0]);
+    event->text = tool_data_;
+    return kEvent;
+  }
+  if (name_ == "TLDATA") {
+    tool_data_ = "TLDATA/" + record_.substr(slash + 1);
+    return kEnd;
+  }
+  if (name_ == "SPINDL") {
+    event->kind = AptEvent::spindle;
+    double rpm = 0.0;
+    bool ccw = false, off = false;
+    for (const std::string& f : fields_) {
+      const std::string w = upper(f);
+      if (w == "OFF") off = true;
+      else if (w == "CCLW" || w == "CCW") ccw = true;
+      else if (w == "CLW" || w == "CW" || w == "RPM" || w == "ON" || w.empty()) continue;
+      else if (!parse_number(f, &rpm) || rpm < 0.0) return fail("SPINDL/: not a speed: '" + f + "'");
+    }
+    if (!off && rpm == 0.0) rpm = std::fabs(spindle_rpm_);
+    spindle_rpm_ = off ? 0.0 : (ccw ? -rpm : rpm);
+    event->speed = spindle_rpm_;
+    return kEvent;
+  }
+  if (name_ == "COOLNT") {
+    const std::string w = fields_.empty() ? "ON" : upper(fields_[0]);
+    event->kind = AptEvent::coolant;
+    if (w == "OFF") event->coolant_mode = 0;
+    else if (w == "ON" || w == "FLOOD") event->coolant_mode = 1;
+    else if (w == "MIST") event->coolant_mode = 2;
+    else return fail("COOLNT/ takes ON, FLOOD, MIST or OFF");
+    return kEvent;
+  }
+  if (name_ == "MSYS") {
+    if (!numbers(0, 9, 9, v, &n)) return kError;
+    double x[3] = {v[3], v[4], v[5]}, y[3] = {v[6], v[7], v[8]}, z[3];
+    const double lx = norm3(x);
+    cross3(x, y, z);
+    const double lz = norm3(z);
+    if (!(lx > 1e-9) || !(lz > 1e-9 * lx * norm3(y))) return fail("MSYS/: zero or parallel axes");
+    for (int k = 0; k < 3; ++k) {
+      x[k] /= lx;
+      z[k] /= lz;
+    }
+    cross3(z, x, y);  // square the frame: Y from Z and X
+    for (int k = 0; k < 3; ++k) {
+      origin_[k] = v[k] * scale_;
+      frame_[3 * k] = x[k];
+      frame_[3 * k + 1] = y[k];
+      frame_[3 * k + 2] = z[k];
+    }
+    return kEnd;
+  }
+  if (name_ == "CIRCLE") {
+    // Numbers, then optionally TIMES,n: the circle is gone round n times in all (a helix when
+    // the end lies along the axis), so n - 1 whole turns come before the end.
+    circle_turns_ = 0;
+    for (std::size_t i = 0; i + 1 < fields_.size(); ++i) {
+      if (upper(fields_[i]) != "TIMES") continue;
+      double times = 0.0;
+      if (!parse_number(fields_[i + 1], &times) || times < 1.0 || times > 1000.0 ||
+          times != std::floor(times))
+        return fail("CIRCLE/: TIMES needs a whole number from 1 to 1000");
+      circle_turns_ = static_cast<int>(times) - 1;
+      fields_.resize(i);
+      break;
+    }
+    if (!numbers(0, 7, 16, v, &n)) return kError;
+    const double len = norm3(v + 3);
+    if (!(len > 1e-9) || !(v[6] > 0.0)) return fail("CIRCLE/: zero axis or radius");
+    const double local_c[3] = {v[0] * scale_, v[1] * scale_, v[2] * scale_};
+    const double local_n[3] = {v[3] / len, v[4] / len, v[5] / len};
+    to_workpiece(local_c, circle_center_, false);
+    to_workpiece(local_n, circle_axis_, true);
+    circle_radius_ = v[6] * scale_;
+    circle_pending_ = true;
+    circle_line_ = record_line_;
+    return kEnd;
+  }
+  if (name_ == "PPRINT" || name_ == "TOOL PATH" || name_ == "PARTNO") {
+    event->kind = AptEvent::comment;
+    event->text = trim(name_ + " " + (slash == std::string::npos ? "" : record_.substr(slash + 1)));
+    return kEvent;
+  }
+  if (name_ == "END-OF-PATH") {
+    event->kind = AptEvent::end_of_path;
+    return kEvent;
+  }
+  if (name_ == "FINI") {
+    event->kind = AptEvent::end_of_program;
+    return kEvent;
+  }
+  // Counted under its name (a line without a slash: its first word), never dropped silently.
+  std::string key = name_;
+  if (slash == std::string::npos) {
+    const std::size_t space = key.find_first_of(" \t");
+    if (space != std::string::npos) key = key.substr(0, space);
+  }
+  if (key.size() > 40) key = key.substr(0, 40);
+  ++unknown_[key];
+  return kEnd;
+}
+
+AptUnits scan_apt_units(std::FILE* in) {
+  AptUnits found = AptUnits::automatic;
+  {
+    LineReader reader(in);
+    const char* b = nullptr;
+    const char* e = nullptr;
+    for (LineReader::Result r; (r = reader.next(&b, &e)) != LineReader::kEnd && r != LineReader::kError;) {
+      if (r != LineReader::kLine) continue;
+      const std::string line = upper(trim(std::string(b, e)));
+      if (line.compare(0, 6, "UNITS/") == 0) {
+        found = line.find("MM") != std::string::npos ? AptUnits::mm : AptUnits::inches;
+        break;
+      }
+      if (line.compare(0, 7, "FEDRAT/") == 0) {
+        if (line.find("IPM") != std::string::npos || line.find("IPR") != std::string::npos) {
+          found = AptUnits::inches;
+          break;
+        }
+        if (line.find("MMPM") != std::string::npos || line.find("MMPR") != std::string::npos) {
+          found = AptUnits::mm;
+          break;
+        }
+      }
+    }
+  }
+  std::rewind(in);
+  return found;
+}
+
+bool looks_like_apt(const char* text, std::size_t size) {
+  std::size_t pos = 0;
+  for (int lines = 0; pos < size && lines < 200; ++lines) {
+    std::size_t end = pos;
+    while (end < size && text[end] != '\n') ++end;
+    std::string line = upper(trim(std::string(text + pos, end - pos)));
+    pos = end + 1;
+    if (line.empty() || line[0] == '#') continue;
+    if (line == "RAPID" || line.compare(0, 2, "$$") == 0) return true;
+    const std::size_t slash = line.find('/');
+    if (slash != std::string::npos && slash > 0 && std::isalpha(static_cast<unsigned char>(line[0])))
+      return true;
+    // A first move line of numbers: the plain format.
+    if (std::isdigit(static_cast<unsigned char>(line[0])) || line[0] == '-' || line[0] == '+' ||
+        line[0] == '.')
+      return false;
+  }
+  return false;
+}
+
+}  // namespace k5x

@@ -1,0 +1,305 @@
+#include "toolpath/gcode_writer.h"
+
+#include <cmath>
+#include <cstring>
+#include <sstream>
+
+namespace k5x {
+
+namespace {
+
+// The generic ISO dialect: every key a dialect may set, and the values others start from.
+const char kIso[] =
+    "# k5x G-code dialect: generic ISO\n"
+    "comment_open = (\n"
+    "comment_close = )\n"
+    "program_start = %\n"
+    "program_end = M30\n"
+    "program_trailer = %\n"
+    "units_mm = G21\n"
+    "absolute = G90\n"
+    "plane = G17\n"
+    "work_offset = G54\n"
+    "rapid = G0\n"
+    "linear = G1\n"
+    "inverse_time = G93\n"
+    "per_minute = G94\n"
+    "tcp_on = G43.4 H{tool}\n"
+    "tcp_off = G49\n"
+    "tool_change = T{tool} M6\n"
+    "spindle_cw = S{speed} M3\n"
+    "spindle_ccw = S{speed} M4\n"
+    "spindle_off = M5\n"
+    "coolant_flood = M8\n"
+    "coolant_mist = M7\n"
+    "coolant_off = M9\n"
+    "axes = X Y Z A B C\n"
+    "line_number = N\n";
+
+// An open-source controller's conventions: program end M2, comments in parentheses, no trailer.
+const char kRs274ngc[] =
+    "# k5x G-code dialect: RS274/NGC conventions\n"
+    "program_start = %\n"
+    "program_end = M2\n"
+    "program_trailer = %\n"
+    "tcp_on = G43.4 H{tool}\n"
+    "tcp_off = G49\n";
+
+std::string trim(const std::string& s) {
+  std::size_t b = 0, e = s.size();
+  while (b < e && (s[b] == ' ' || s[b] == '\t' || s[b] == '\r')) ++b;
+  while (e > b && (s[e - 1] == ' ' || s[e - 1] == '\t' || s[e - 1] == '\r')) --e;
+  return s.substr(b, e - b);
+}
+
+std::string replace(std::string text, const char* key, const std::string& value) {
+  for (std::size_t at; (at = text.find(key)) != std::string::npos;)
+    text.replace(at, std::strlen(key), value);
+  return text;
+}
+
+bool parse_into(const std::string& text, Dialect* out, std::string* error) {
+  std::istringstream in(text);
+  std::string line;
+  for (long n = 1; std::getline(in, line); ++n) {
+    line = trim(line);
+    if (line.empty() || line[0] == '#') continue;
+    const std::size_t eq = line.find('=');
+    if (eq == std::string::npos) {
+      *error = std::to_string(n) + ": expected 'key = value'";
+      return false;
+    }
+    const std::string key = trim(line.substr(0, eq));
+    if (out->words.find(key) == out->words.end()) {
+      *error = std::to_string(n) + ": unknown key '" + key + "'";
+      return false;
+    }
+    out->words[key] = trim(line.substr(eq + 1));
+  }
+  return true;
+}
+
+}  // namespace
+
+const std::string& Dialect::get(const std::string& key) const {
+  static const std::string kEmpty;
+  const auto it = words.find(key);
+  return it == words.end() ? kEmpty : it->second;
+}
+
+const char* shipped_dialect(const std::string& name) {
+  if (name == "iso") return kIso;
+  if (name == "rs274ngc") return kRs274ngc;
+  return nullptr;
+}
+
+bool parse_dialect(const std::string& text, Dialect* out, std::string* error) {
+  Dialect d;
+  // The keys are the generic dialect's; a user's file changes some of them.
+  std::istringstream in(kIso);
+  std::string line;
+  while (std::getline(in, line)) {
+    const std::size_t eq = line.find('=');
+    if (line.empty() || line[0] == '#' || eq == std::string::npos) continue;
+    d.words[trim(line.substr(0, eq))] = trim(line.substr(eq + 1));
+  }
+  if (!parse_into(text, &d, error)) return false;
+  std::istringstream axes(d.get("axes"));
+  std::string letter;
+  int count = 0;
+  while (axes >> letter) ++count;
+  if (count != 6) {
+    *error = "axes: six letters needed (X Y Z A B C), found " + std::to_string(count);
+    return false;
+  }
+  *out = d;
+  return true;
+}
+
+GcodeWriter::GcodeWriter(OutBuffer* out, const Dialect& dialect, const GcodeOptions& options)
+    : out_(out), dialect_(dialect), opt_(options) {}
+
+void GcodeWriter::block(const std::string& text) {
+  if (text.empty()) return;
+  if (opt_.line_numbers) {
+    line_number_ += 10;
+    out_->put(dialect_.get("line_number").c_str());
+    out_->put_int(line_number_);
+    out_->put(' ');
+  }
+  out_->put(text.c_str());
+  out_->put('\n');
+  ++blocks_;
+}
+
+void GcodeWriter::comment(const std::string& text) {
+  std::string clean;
+  const std::string& close = dialect_.get("comment_close");
+  for (char c : text) {
+    // Nothing in a comment may end it early or break the line.
+    if (c == '\n' || c == '\r' || (!close.empty() && close.find(c) != std::string::npos) ||
+        dialect_.get("comment_open").find(c) != std::string::npos)
+      c = ' ';
+    clean += c;
+  }
+  out_->put(dialect_.get("comment_open").c_str());
+  out_->put(clean.c_str());
+  out_->put(close.c_str());
+  out_->put('\n');
+}
+
+std::string GcodeWriter::word(int axis, double value) {
+  std::istringstream letters(dialect_.get("axes"));
+  std::string letter;
+  for (int k = 0; k <= axis; ++k) letters >> letter;
+  const int decimals = axis < 3 ? opt_.length_decimals : opt_.angle_decimals;
+  char buf[64];
+  std::snprintf(buf, sizeof buf, "%.*f", decimals, value);
+  // -0.000 is 0.000 to a controller, but not to a reader comparing words.
+  bool zero = true;
+  for (const char* c = buf; *c; ++c)
+    if (*c >= '1' && *c <= '9') zero = false;
+  if (zero && buf[0] == '-') std::memmove(buf, buf + 1, std::strlen(buf));
+  return letter + buf;
+}
+
+void GcodeWriter::begin() {
+  block(dialect_.get("program_start"));
+  std::istringstream header(opt_.header);
+  for (std::string line; std::getline(header, line);) comment(line);
+  block(dialect_.get("units_mm") + " " + dialect_.get("absolute") + " " + dialect_.get("plane"));
+  block(dialect_.get("work_offset"));
+}
+
+void GcodeWriter::event(const AptEvent& e) { pending_.push_back(e); }
+
+void GcodeWriter::flush_events(long index, bool all) {
+  while (pending_next_ < pending_.size() && (all || pending_[pending_next_].before <= index))
+    write_event(pending_[pending_next_++]);
+  if (pending_next_ == pending_.size()) {
+    pending_.clear();
+    pending_next_ = 0;
+  }
+}
+
+void GcodeWriter::write_event(const AptEvent& e) {
+  char speed[32];
+  switch (e.kind) {
+    case AptEvent::comment:
+      comment(e.text);
+      break;
+    case AptEvent::tool_load:
+      tool_ = e.tool;
+      if (!e.text.empty()) comment(e.text);
+      if (tcp_on_) block(dialect_.get("tcp_off"));
+      tcp_on_ = false;
+      block(replace(dialect_.get("tool_change"), "{tool}", std::to_string(e.tool)));
+      break;
+    case AptEvent::spindle:
+      std::snprintf(speed, sizeof speed, "%.0f", std::fabs(e.speed));
+      if (e.speed == 0.0)
+        block(dialect_.get("spindle_off"));
+      else
+        block(replace(dialect_.get(e.speed > 0.0 ? "spindle_cw" : "spindle_ccw"), "{speed}", speed));
+      break;
+    case AptEvent::coolant:
+      block(dialect_.get(e.coolant_mode == 0 ? "coolant_off"
+                         : e.coolant_mode == 2 ? "coolant_mist" : "coolant_flood"));
+      break;
+    case AptEvent::end_of_path:
+      comment("end of path");
+      break;
+    case AptEvent::end_of_program:
+      break;
+  }
+}
+
+void GcodeWriter::position(const PlannedPosition& p) {
+  flush_events(p.index, false);
+  if (!p.reachable) {
+    comment("line " + std::to_string(p.line) + ": no solution for the tool axis, move skipped");
+    return;
+  }
+  if (opt_.tcp && !tcp_on_) {
+    block(replace(dialect_.get("tcp_on"), "{tool}", std::to_string(tool_)));
+    tcp_on_ = true;
+  }
+  double v[6];
+  for (int k = 0; k < 6; ++k) v[k] = p.axes[k];
+  if (opt_.tcp)
+    for (int k = 0; k < 3; ++k) v[k] = p.tip[k];
+  const bool rapid = p.rapid && !p.inserted;
+  double turn = 0.0;
+  for (int k = 3; k < 6 && have_last_; ++k)
+    if (opt_.has_axis[k]) turn = std::fmax(turn, std::fabs(p.axes[k] - last_axes_[k]));
+  if (rapid && have_last_ && opt_.retract && !opt_.tcp && turn > opt_.retract_degrees) {
+    // Clear of the workpiece before the rotary axes swing round.
+    const std::string z = word(2, opt_.retract_z);
+    block(dialect_.get("rapid") + " " + z);
+    last_word_[2] = z;
+    last_motion_ = dialect_.get("rapid");
+    std::string turn_words;
+    for (int k = 3; k < 6; ++k) {
+      if (!opt_.has_axis[k]) continue;
+      const std::string w = word(k, v[k]);
+      if (w != last_word_[k]) turn_words += " " + w;
+      last_word_[k] = w;
+    }
+    if (!turn_words.empty()) block(dialect_.get("rapid") + turn_words);
+  }
+  std::string words;
+  for (int k = 0; k < 6; ++k) {
+    if (!opt_.has_axis[k]) continue;
+    const std::string w = word(k, v[k]);
+    if (w == last_word_[k]) continue;
+    words += " " + w;
+    last_word_[k] = w;
+  }
+  if (words.empty()) return;  // nothing moves at the written precision
+  const std::string& motion = dialect_.get(rapid ? "rapid" : "linear");
+  std::string text = motion != last_motion_ ? motion + words : words.substr(1);
+  if (!rapid) {
+    const double feed = p.feed > 0.0 ? p.feed : opt_.default_feed;
+    const int mode = opt_.feed == FeedMode::inverse_time ? 0 : 1;
+    std::string f;
+    char buf[48];
+    if (mode == 0) {
+      // F is one over the minutes the move takes: the tip's path at the programmed feed, and
+      // at least what the rotary axes need at 10 turns a minute, so a turn in place is not
+      // asked to happen at once.
+      double length = 0.0;
+      for (int k = 0; k < 3 && have_last_; ++k)
+        length += (p.tip[k] - last_tip_[k]) * (p.tip[k] - last_tip_[k]);
+      length = std::sqrt(length);
+      const double minutes = std::fmax(std::fmax(length / feed, turn / 3600.0), 1e-6);
+      std::snprintf(buf, sizeof buf, "F%.3f", 1.0 / minutes);
+      f = buf;
+    } else {
+      std::snprintf(buf, sizeof buf, "F%.1f", feed);
+      f = buf;
+    }
+    if (mode != last_feed_mode_) {
+      text = dialect_.get(mode == 0 ? "inverse_time" : "per_minute") + " " + text;
+      last_feed_mode_ = mode;
+      last_feed_.clear();
+    }
+    // In inverse time every feed block carries its F; per minute only a change does.
+    if (mode == 0 || f != last_feed_) text += " " + f;
+    last_feed_ = f;
+  }
+  block(text);
+  last_motion_ = motion;
+  for (int k = 0; k < 6; ++k) last_axes_[k] = p.axes[k];
+  for (int k = 0; k < 3; ++k) last_tip_[k] = p.tip[k];
+  have_last_ = true;
+}
+
+void GcodeWriter::end() {
+  flush_events(0, true);
+  if (tcp_on_) block(dialect_.get("tcp_off"));
+  block(dialect_.get("spindle_off") + " " + dialect_.get("coolant_off"));
+  block(dialect_.get("program_end"));
+  block(dialect_.get("program_trailer"));
+}
+
+}  // namespace k5x

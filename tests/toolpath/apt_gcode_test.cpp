@@ -1,0 +1,306 @@
+// CAM files in, G-code out: the APT reader against the shared CAM toolpaths and small made-up
+// cases, and whole programs read back and put through the machine's forward transforms.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "geometry/transforms.h"
+#include "test_machines.h"
+#include "toolpath/apt_reader.h"
+#include "toolpath/gcode_writer.h"
+#include "toolpath/planner.h"
+
+namespace {
+
+struct Read {
+  std::vector<k5x::ProgrammedMove> moves;
+  std::vector<k5x::AptEvent> events;
+  std::vector<std::string> errors;
+  std::map<std::string, long> unknown;
+};
+
+Read read_apt(const std::string& text, k5x::AptOptions options = {}) {
+  std::FILE* f = fmemopen(const_cast<char*>(text.data()), text.size(), "r");
+  Read r;
+  k5x::AptReader reader(f, options);
+  k5x::ProgrammedMove m;
+  k5x::AptEvent e;
+  for (k5x::AptReader::Result res; (res = reader.next(&m, &e)) != k5x::AptReader::kEnd;) {
+    if (res == k5x::AptReader::kMove) r.moves.push_back(m);
+    if (res == k5x::AptReader::kEvent) r.events.push_back(e);
+    if (res == k5x::AptReader::kError)
+      r.errors.push_back(std::to_string(reader.line()) + ": " + reader.message());
+  }
+  r.unknown = reader.unknown();
+  std::fclose(f);
+  return r;
+}
+
+std::string slurp(const std::string& path) {
+  std::FILE* f = std::fopen(path.c_str(), "rb");
+  std::string text;
+  if (f == nullptr) return text;
+  char buf[65536];
+  for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, f)) > 0;) text.append(buf, n);
+  std::fclose(f);
+  return text;
+}
+
+const char kShared[] = "../shared/toolpaths/";
+
+// The shared variable-axis file, read independently: every GOTO's numbers, a three-value GOTO
+// keeping the last axis; inches and the MSYS origin (3, 3, 0) applied by hand.
+TEST(AptReader, ReadsTheSharedVariableAxisFileLikeAPlainParse) {
+  const std::string text = slurp(std::string(kShared) + "mech491_APT_Variable_Axis.txt");
+  ASSERT_FALSE(text.empty()) << "the shared toolpaths are not beside the checkout";
+  ASSERT_TRUE(k5x::looks_like_apt(text.data(), text.size()));
+  k5x::AptOptions options;
+  options.units = k5x::AptUnits::inches;
+  const Read r = read_apt(text, options);
+  EXPECT_TRUE(r.errors.empty());
+  std::istringstream in(text);
+  std::string line;
+  double axis[3] = {0.0, 0.0, 1.0};
+  std::size_t n = 0;
+  while (std::getline(in, line)) {
+    if (line.compare(0, 5, "GOTO/") != 0) continue;
+    double v[6];
+    const int got = std::sscanf(line.c_str() + 5, "%lf,%lf,%lf,%lf,%lf,%lf", &v[0], &v[1], &v[2],
+                                &v[3], &v[4], &v[5]);
+    ASSERT_TRUE(got == 3 || got == 6) << line;
+    if (got == 6) std::memcpy(axis, v + 3, sizeof axis);
+    ASSERT_LT(n, r.moves.size());
+    const k5x::ProgrammedMove& m = r.moves[n++];
+    const double origin[3] = {3.0, 3.0, 0.0};
+    for (int k = 0; k < 3; ++k) {
+      EXPECT_NEAR(m.point[k], 25.4 * (v[k] + origin[k]), 1e-9) << line;
+      EXPECT_NEAR(m.axis[k], axis[k], 1e-6) << line;
+    }
+  }
+  EXPECT_EQ(n, 348u);
+  EXPECT_EQ(r.moves.size(), n);
+  EXPECT_EQ(r.unknown.at("PAINT"), 31);
+  EXPECT_TRUE(r.moves[0].rapid);
+  EXPECT_FALSE(r.moves[2].rapid);
+  EXPECT_NEAR(r.moves[2].feed, 254.0, 1e-9);  // FEDRAT/IPM,10
+  // Units found from the file itself: its feeds are in inches per minute.
+  std::FILE* f = fmemopen(const_cast<char*>(text.data()), text.size(), "r");
+  EXPECT_EQ(k5x::scan_apt_units(f), k5x::AptUnits::inches);
+  std::fclose(f);
+}
+
+TEST(AptReader, FramesCirclesEventsAndMalformedRecords) {
+  const Read r = read_apt(
+      "UNITS/MM\n"
+      "MSYS/10,0,0,0,1,0,-1,0,0\n"  // local X along +Y, local Y along -X
+      "LOADTL/7\n"
+      "SPINDL/1200,CCLW\n"
+      "COOLNT/MIST\n"
+      "GOTO/1,0,0,1,0,0\n"
+      "GOTO/1,2\n"               // malformed
+      "MSYS/0,0,0,1,0,0,0,0,0\n"  // malformed: the Y axis is zero
+      "MSYS/0,0,0,1,0,0,0,1,0\n"
+      "FEDRAT/MMPM,500\n"
+      "GOTO/10,0,0,0,0,1\n"
+      "CIRCLE/0,0,0,0,0,1,10,0.01,0.5,1,0\n"
+      "GOTO/0,10,0\n"
+      "PPRINT/HELLO $\n"
+      " WORLD\n"
+      "PAINT/COLOR,3\n"
+      "FINI\n");
+  ASSERT_EQ(r.errors.size(), 2u);
+  EXPECT_EQ(r.errors[0].compare(0, 3, "7: "), 0) << r.errors[0];
+  EXPECT_EQ(r.errors[1].compare(0, 3, "8: "), 0) << r.errors[1];
+  ASSERT_GE(r.moves.size(), 3u);
+  // Rotated frame: (1, 0, 0) local is (10, 1, 0) in the workpiece; the axis turns alike.
+  EXPECT_NEAR(r.moves[0].point[0], 10.0, 1e-12);
+  EXPECT_NEAR(r.moves[0].point[1], 1.0, 1e-12);
+  EXPECT_NEAR(r.moves[0].axis[1], 1.0, 1e-12);
+  // The quarter circle of radius 10 from (10, 0) to (0, 10), counter-clockwise about +Z, in
+  // chords within the reader's tolerance, ending on the GOTO.
+  const std::size_t arc = r.moves.size() - 2;
+  EXPECT_GT(arc, 10u);
+  for (std::size_t i = 2; i < r.moves.size(); ++i) {
+    const double* p = r.moves[i].point;
+    EXPECT_NEAR(std::hypot(p[0], p[1]), 10.0, 1e-9);
+    EXPECT_GE(p[0], -1e-9);
+    EXPECT_GE(p[1], -1e-9);
+    EXPECT_NEAR(r.moves[i].feed, 500.0, 1e-12);
+    EXPECT_EQ(r.moves[i].index, static_cast<long>(i));
+    const double* q = r.moves[i - 1].point;
+    const double chord = std::hypot(p[0] - q[0], p[1] - q[1]);
+    EXPECT_LE(10.0 - std::sqrt(100.0 - chord * chord / 4.0), 0.01 + 1e-12);
+  }
+  EXPECT_NEAR(r.moves.back().point[1], 10.0, 1e-12);
+  ASSERT_EQ(r.events.size(), 5u);
+  EXPECT_EQ(r.events[0].kind, k5x::AptEvent::tool_load);
+  EXPECT_EQ(r.events[0].tool, 7);
+  EXPECT_EQ(r.events[1].speed, -1200.0);
+  EXPECT_EQ(r.events[2].coolant_mode, 2);
+  EXPECT_EQ(r.events[3].text, "PPRINT HELLO WORLD");
+  EXPECT_EQ(r.events[3].before, static_cast<long>(r.moves.size()));
+  EXPECT_EQ(r.unknown.at("PAINT"), 1);
+}
+
+struct Collect : k5x::PositionSink {
+  std::vector<k5x::PlannedPosition> rows;
+  void position(const k5x::PlannedPosition& p) override { rows.push_back(p); }
+};
+
+// Positions of a G-code program: the axis words of every motion block, modal words carried.
+struct Block {
+  bool rapid;
+  double axes[6];
+  double f;
+};
+
+std::vector<Block> read_gcode(const std::string& program) {
+  std::vector<Block> blocks;
+  std::istringstream in(program);
+  std::string line;
+  Block b{true, {0, 0, 0, 0, 0, 0}, 0.0};
+  while (std::getline(in, line)) {
+    if (line.empty() || line[0] == '(' || line[0] == '%') continue;
+    std::istringstream words(line);
+    std::string w;
+    bool motion = false;
+    while (words >> w) {
+      const char* axes = "XYZABC";
+      if (w == "G0" || w == "G1") b.rapid = w == "G0";
+      if (const char* at = std::strchr(axes, w[0])) {
+        b.axes[at - axes] = std::atof(w.c_str() + 1);
+        motion = true;
+      }
+      if (w[0] == 'F') b.f = std::atof(w.c_str() + 1);
+    }
+    if (motion) blocks.push_back(b);
+  }
+  return blocks;
+}
+
+std::string post_to_gcode(k5x::State& st, const std::vector<k5x::ProgrammedMove>& moves,
+                          const k5x::PlanOptions& options, const k5x::GcodeOptions& g) {
+  char* text = nullptr;
+  std::size_t size = 0;
+  std::FILE* f = open_memstream(&text, &size);
+  {
+    k5x::OutBuffer out(f);
+    k5x::Dialect dialect;
+    std::string error;
+    EXPECT_TRUE(k5x::parse_dialect(k5x::shipped_dialect("iso"), &dialect, &error)) << error;
+    k5x::GcodeWriter writer(&out, dialect, g);
+    k5x::Planner planner(st, options, &writer);
+    writer.begin();
+    for (const k5x::ProgrammedMove& m : moves) planner.push(m);
+    planner.finish();
+    writer.end();
+    out.flush();
+  }
+  std::fclose(f);
+  std::string program(text, size);
+  std::free(text);
+  return program;
+}
+
+// Three feed moves of 10, 20 and 0 (a turn in place) at 100 per minute: inverse time asks 1/0.1,
+// 1/0.2, and for the turn the time of 10 turns a minute.
+TEST(GcodeWriter, InverseTimeFeedsAndModalWords) {
+  k5x::State st;
+  ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text("HeadTable")), 0);
+  st.silent = 1;
+  std::vector<k5x::ProgrammedMove> moves(4);
+  const double points[4][3] = {{0, 0, 0}, {10, 0, 0}, {10, 20, 0}, {10, 20, 0}};
+  for (int i = 0; i < 4; ++i) {
+    std::memcpy(moves[i].point, points[i], sizeof points[i]);
+    moves[i].axis[0] = i == 3 ? std::sin(0.5) : 0.0;
+    moves[i].axis[2] = i == 3 ? std::cos(0.5) : 1.0;
+    moves[i].index = i;
+    moves[i].line = i + 1;
+    moves[i].feed = 100.0;
+    moves[i].rapid = i == 0;
+  }
+  k5x::PlanOptions options;
+  options.choice = k5x::Choice::nearest;
+  k5x::GcodeOptions g;
+  const std::string program = post_to_gcode(st, moves, options, g);
+  const std::vector<Block> blocks = read_gcode(program);
+  ASSERT_EQ(blocks.size(), 4u) << program;
+  EXPECT_TRUE(blocks[0].rapid);
+  EXPECT_NEAR(blocks[1].f, 10.0, 1e-3);
+  EXPECT_NEAR(blocks[2].f, 5.0, 1e-3);
+  const double turn = std::fabs(blocks[3].axes[4] - blocks[2].axes[4]);
+  EXPECT_NEAR(blocks[3].f, 3600.0 / turn, 1e-2 * 3600.0 / turn);
+  EXPECT_NE(program.find("G93 G1 X"), std::string::npos) << program;
+  // Only what changed: the second feed block moves Y alone (and carries its F).
+  EXPECT_NE(program.find("\nY20.0000 F5.000\n"), std::string::npos) << program;
+  EXPECT_EQ(program.find("B0.000 C0.000", program.find("G93")), std::string::npos) << program;
+}
+
+// The shared variable-axis toolpath on each continuous machine, linearised, written as G-code
+// and read back: every block's tool tip, through the forward transforms, lies within the
+// tolerance of the programmed path.
+TEST(GcodeWriter, ProgramsLandOnTheProgrammedPath) {
+  const std::string text = slurp(std::string(kShared) + "mech491_APT_Variable_Axis.txt");
+  ASSERT_FALSE(text.empty());
+  k5x::AptOptions apt;
+  apt.units = k5x::AptUnits::inches;
+  const Read r = read_apt(text, apt);
+  for (const char* name : {"DemoHead", "Trunnion", "HeadTable"}) {
+    k5x::State st;
+    ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text(name)), 0);
+    st.silent = 1;
+    k5x::PlanOptions options;
+    options.linearise = k5x::Linearise::tolerance;
+    options.start_auto = true;
+    k5x::GcodeOptions g;
+    g.length_decimals = 5;
+    g.angle_decimals = 5;
+    g.has_axis[3] = std::string(name) == "Trunnion";
+    g.has_axis[4] = !g.has_axis[3];
+    const std::vector<Block> blocks = read_gcode(post_to_gcode(st, r.moves, options, g));
+    ASSERT_GT(blocks.size(), r.moves.size() / 2) << name;
+    std::size_t seg = 0;
+    double worst = 0.0;
+    for (std::size_t i = 0; i < blocks.size() * 4; ++i) {
+      // Each block, and three points of the linear motion from the block before (feeds only:
+      // a rapid's way is the controller's).
+      const Block& b = blocks[i / 4];
+      const int part = static_cast<int>((i + 1) % 4);  // 1, 2, 3 on the way, then 0: the block
+      if (part != 0 && (i / 4 == 0 || b.rapid)) continue;
+      double x[6];
+      for (int k = 0; k < 6; ++k)
+        x[k] = part == 0 ? b.axes[k]
+                         : blocks[i / 4 - 1].axes[k] + (b.axes[k] - blocks[i / 4 - 1].axes[k]) * part / 4.0;
+      double tip[3];
+      k5x::xyz2pts(st, x, x + 3, tip);
+      // Distance to the programmed polyline, searched forward from the last segment.
+      auto distance = [&](std::size_t s) {
+        const double* a = r.moves[s].point;
+        const double* c = r.moves[s + 1 < r.moves.size() ? s + 1 : s].point;
+        double ac[3], at[3], l2 = 0.0, d = 0.0;
+        for (int k = 0; k < 3; ++k) {
+          ac[k] = c[k] - a[k];
+          at[k] = tip[k] - a[k];
+          l2 += ac[k] * ac[k];
+          d += ac[k] * at[k];
+        }
+        const double t = l2 > 0.0 ? std::fmax(0.0, std::fmin(1.0, d / l2)) : 0.0;
+        double e = 0.0;
+        for (int k = 0; k < 3; ++k) e += (at[k] - t * ac[k]) * (at[k] - t * ac[k]);
+        return std::sqrt(e);
+      };
+      while (seg + 1 < r.moves.size() && distance(seg + 1) < distance(seg)) ++seg;
+      worst = std::fmax(worst, std::fmin(distance(seg), seg > 0 ? distance(seg - 1) : 1e300));
+    }
+    // The words are rounded to 1e-5: a few hundredths of a micron on the tip.
+    EXPECT_LE(worst, options.tolerance) << name;
+    EXPECT_GT(worst, 0.2 * options.tolerance) << name << ": the motion between blocks was not checked";
+  }
+}
+
+}  // namespace
