@@ -304,3 +304,24 @@ TEST(GcodeWriter, ProgramsLandOnTheProgrammedPath) {
 }
 
 }  // namespace
+
+namespace {
+
+// The dialect files shipped for users to start from are the ones compiled in.
+TEST(Dialects, ShippedFilesAreTheCompiledOnes) {
+  for (const char* name : {"iso", "rs274ngc"}) {
+    EXPECT_EQ(slurp(std::string("share/dialects/") + name + ".dialect"),
+              std::string(k5x::shipped_dialect(name)))
+        << name;
+    k5x::Dialect d;
+    std::string error;
+    EXPECT_TRUE(k5x::parse_dialect(k5x::shipped_dialect(name), &d, &error)) << error;
+  }
+  k5x::Dialect d;
+  std::string error;
+  EXPECT_FALSE(k5x::parse_dialect("axes = X Y Z A B\n", &d, &error));
+  EXPECT_FALSE(k5x::parse_dialect("\nno_such_key = 1\n", &d, &error));
+  EXPECT_EQ(error, "2: unknown key 'no_such_key'");
+}
+
+}  // namespace
