@@ -7,8 +7,8 @@
 
 #include "cli/embedded_machines.h"
 #include "geometry/chain.h"
-#include "geometry/kernel.h"
-#include "machine/loader.h"
+#include "kernel/kernel.h"
+#include "geometry/load.h"
 
 #include <cmath>
 

@@ -10,10 +10,10 @@
 #include "geometry/transforms.h"
 #include "geometry/travel.h"
 #include "machine/checksum.h"
-#include "machine/loader.h"
+#include "geometry/load.h"
 #include "motion/increments.h"
 #include "motion/interpolation.h"
-#include "motion/three_rotary.h"
+#include "solutions/three_rotary.h"
 #include "solutions/enumeration.h"
 
 namespace k5x {

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "machine/loader.h"
+#include "geometry/load.h"
 
 namespace k5x {
 

@@ -9,7 +9,7 @@
 #include "cli/commands.h"
 #include "cli/embedded_machines.h"
 #include "k5x.h"
-#include "machine/loader.h"
+#include "geometry/load.h"
 #include "machine/machine_model.h"
 #include "toolpath/kinematics.h"
 

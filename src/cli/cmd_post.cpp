@@ -21,7 +21,7 @@
 #include "cli/svg_plot.h"
 #include "geometry/axis_queries.h"
 #include "geometry/travel.h"
-#include "machine/loader.h"
+#include "geometry/load.h"
 #include "machine/machine_model.h"
 #include "motion/increments.h"
 #include "toolpath/apt_reader.h"

@@ -1,6 +1,6 @@
 #include "geometry/axis_queries.h"
 
-#include "geometry/kernel.h"
+#include "kernel/kernel.h"
 
 namespace k5x {
 

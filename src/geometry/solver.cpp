@@ -3,9 +3,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "geometry/kernel.h"
-#include "geometry/travel.h"
-#include "motion/increments.h"
+#include "kernel/kernel.h"
 
 namespace k5x {
 
@@ -75,7 +73,7 @@ double solve_first_axis(const double d1[3], const double t[3], double prev_f1, d
 
 }  // namespace
 
-int ijk2abc(State& st, const double ijk[3], const double prev_in[3], double out[3]) {
+int solve_orientation(State& st, const double ijk[3], const double prev_in[3], double out[3]) {
   const Machine& m = st.machine;
   const double eps = st.eps;
   if (m.record_count <= 0) {
@@ -205,19 +203,7 @@ int ijk2abc(State& st, const double ijk[3], const double prev_in[3], double out[
 
   vcopy(sol1, out);
   if (!(vdot(u, t) >= 1.0 - eps)) return 1;  // the machine cannot reach this direction
-
-  if (m.increment_behaviour > 0) {
-    const double unsnapped[3] = {out[0], out[1], out[2]};
-    double snapped[3] = {out[0], out[1], out[2]};
-    const double dev = increment_compute(st, unsnapped, wanted, snapped);
-    if (st.machine.increment_behaviour == 2 || std::fabs(dev) < st.increment_tolerance) {
-      vcopy(snapped, out);
-      if (!(st.machine.deviation_max > dev)) st.machine.deviation_max = dev;
-    }
-  }
-
-  int flags[3];
-  return testcoursesABC(st, out, flags);
+  return 0;
 }
 
 double axe_val(const State& st, int axis, double from, double to, int* sign) {

@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "geometry/chain.h"
-#include "geometry/kernel.h"
+#include "kernel/kernel.h"
 #include "geometry/travel.h"
 
 namespace k5x {

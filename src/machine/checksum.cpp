@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "geometry/kernel.h"
+#include "kernel/kernel.h"
 
 namespace k5x {
 

@@ -6,10 +6,7 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "geometry/chain.h"
-#include "geometry/kernel.h"
-#include "geometry/transforms.h"
-#include "motion/increments.h"
+#include "kernel/kernel.h"
 
 namespace k5x {
 
@@ -567,17 +564,19 @@ bool derive_anchors(State& st) {
 
 }  // namespace
 
-int machine_def(State& st, const char* path) {
+FileRead read_machine_file(State& st, const char* path) {
+  FileRead out;
   store_path(st, path);
   machine_reset(st);
   Machine& m = st.machine;
   vzero(m.toolchange, 6);
   m.toolchange_flag = 0;
-  if (path == nullptr) return kLoadCannotOpen;
+  out.code = kLoadCannotOpen;
+  if (path == nullptr) return out;
   apply_environment(st);
 
   std::FILE* f = std::fopen(path, "r");
-  if (f == nullptr) return kLoadCannotOpen;
+  if (f == nullptr) return out;
   LoadContext ctx;
   int code = 0;
   char line[kLineBuffer];
@@ -585,19 +584,26 @@ int machine_def(State& st, const char* path) {
   std::fclose(f);
   store_path(st, path);
 
-  if (!derive_anchors(st)) return kLoadMissingAnchor;
+  out.code = kLoadMissingAnchor;
+  if (!derive_anchors(st)) return out;
+  out.code = code;
+  out.complete = true;
+  out.has_position = ctx.has_position;
+  for (int k = 0; k < 6; ++k) out.position[k] = ctx.position[k];
+  return out;
+}
 
-  if (!ctx.has_position) {
-    const double zero[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
-    machine_eval(st, zero);
-    vsub(m.records[m.workpiece].origin, m.records[m.tool_head].origin, ctx.position);
-  }
+void apply_offsets(State& st, const double position[6]) {
+  Machine& m = st.machine;
   for (int i = 0; i < m.record_count; ++i) {
     AxisRecord& r = m.records[i];
     if ((r.kind == kKindRotary || r.kind == kKindLinear) && r.axis >= 0 && r.axis < 6)
-      r.offset = ctx.position[r.axis];
+      r.offset = position[r.axis];
   }
+}
 
+void save_workpiece(State& st) {
+  Machine& m = st.machine;
   m.saved_workpiece = m.records[m.workpiece];
   if (const Link* l = link_to(st, m.records[m.workpiece].previous, m.workpiece)) {
     m.saved_link = *l;
@@ -606,9 +612,6 @@ int machine_def(State& st, const char* path) {
     vzero(m.saved_link.translation, 3);
     m3identity(m.saved_link.rotation);
   }
-  double identity[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-  set_piece(st, identity);
-  return code;
 }
 
 void machine_free(State& st) {

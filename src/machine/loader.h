@@ -8,9 +8,20 @@
 
 namespace k5x {
 
-// Load codes: 0 loaded, 1 cannot open, 2..16 as documented in k5x.h; 17 a number field longer
-// than 255 characters (the line is rejected and reading stops).
-int machine_def(State& st, const char* path);
+// What reading a machine file gives the layer above, which evaluates the chain to finish the
+// load (geometry/load.h). Load codes: 0 loaded, 1 cannot open, 2..16 as documented in k5x.h; 17
+// a number field longer than 255 characters (the line is rejected and reading stops).
+struct FileRead {
+  int code = 0;
+  bool complete = false;      // false: reading ended early, code says why
+  bool has_position = false;  // a `position` line gave the axis offsets
+  double position[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
+};
+FileRead read_machine_file(State& st, const char* path);
+// Sets each axis record's offset from the position its geometry is drawn at.
+void apply_offsets(State& st, const double position[6]);
+// Keeps the workpiece record and its parent's link as loaded, for the workpiece placement.
+void save_workpiece(State& st);
 // Releases the interpolation table; the machine stays.
 void machine_free(State& st);
 

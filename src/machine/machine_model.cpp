@@ -3,8 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "api/context.h"
-#include "geometry/kernel.h"
+#include "kernel/kernel.h"
 
 namespace k5x {
 
@@ -35,7 +34,6 @@ State::~State() {
   std::free(solutions);
   std::free(solution_flags);
   delete enum_work;
-  ctx_clear(*this);
 }
 
 void record_init(AxisRecord& r) {
@@ -142,6 +140,13 @@ void set_mode(State& st, int mode) {
 
 void set_rtcp(State& st, int rtcp) {
   if (rtcp >= 0 && rtcp <= 2) st.machine.rtcp = rtcp;
+}
+
+int get_increment_behaviour(const State& st) { return st.machine.increment_behaviour; }
+
+void set_increment_behaviour(State& st, int behaviour, double tolerance) {
+  st.machine.increment_behaviour = behaviour;
+  if (tolerance > 0.0) st.increment_tolerance = tolerance;
 }
 
 }  // namespace k5x

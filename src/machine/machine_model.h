@@ -94,6 +94,16 @@ struct Machine {
 
 // Context store: private copies of the caller's texts and an origin.
 struct Context {
+  Context() = default;
+  Context(const Context&) = delete;
+  Context& operator=(const Context&) = delete;
+  // The copies are the store's own (malloc'd, as the exported getters hand out copies too).
+  ~Context() {
+    std::free(context);
+    std::free(machine);
+    std::free(machine_data);
+    std::free(position);
+  }
   char* context = nullptr;
   char* machine = nullptr;
   char* machine_data = nullptr;
@@ -175,6 +185,9 @@ const char* name_machine(const State& st);
 // Setters that validate like the file keywords.
 void set_mode(State& st, int mode);
 void set_rtcp(State& st, int rtcp);
+// Increment behaviour: 0 off, 1 snap within the tolerance, 2 always; a tolerance above 0 is kept.
+int get_increment_behaviour(const State& st);
+void set_increment_behaviour(State& st, int behaviour, double tolerance);
 
 }  // namespace k5x
 

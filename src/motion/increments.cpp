@@ -3,9 +3,10 @@
 #include <climits>
 #include <cmath>
 
-#include "geometry/kernel.h"
+#include "kernel/kernel.h"
 #include "geometry/solver.h"
 #include "geometry/transforms.h"
+#include "geometry/travel.h"
 
 namespace k5x {
 
@@ -42,6 +43,22 @@ double truncated_quotient(double x, double s) {
 
 }  // namespace
 
+int ijk2abc(State& st, const double ijk[3], const double prev[3], double out[3]) {
+  const double wanted[3] = {ijk[0], ijk[1], ijk[2]};
+  if (solve_orientation(st, ijk, prev, out) != 0) return 1;
+  if (st.machine.increment_behaviour > 0) {
+    const double unsnapped[3] = {out[0], out[1], out[2]};
+    double snapped[3] = {out[0], out[1], out[2]};
+    const double dev = increment_compute(st, unsnapped, wanted, snapped);
+    if (st.machine.increment_behaviour == 2 || std::fabs(dev) < st.increment_tolerance) {
+      vcopy(snapped, out);
+      if (!(st.machine.deviation_max > dev)) st.machine.deviation_max = dev;
+    }
+  }
+  int flags[3];
+  return testcoursesABC(st, out, flags);
+}
+
 double get_axe_increment(const State& st, int id) {
   const AxisRecord* rec = record_by_id(st, id);
   return rec != nullptr && rec->kind == kKindRotary ? rec->increment : -1.0;
@@ -50,13 +67,6 @@ double get_axe_increment(const State& st, int id) {
 void set_axe_increment(State& st, int id, double step) {
   AxisRecord* rec = record_by_id(st, id);
   if (rec != nullptr && rec->kind == kKindRotary) rec->increment = step;
-}
-
-int get_increment_behaviour(const State& st) { return st.machine.increment_behaviour; }
-
-void set_increment_behaviour(State& st, int behaviour, double tolerance) {
-  st.machine.increment_behaviour = behaviour;
-  if (tolerance > 0.0) st.increment_tolerance = tolerance;
 }
 
 double get_increment_tolerance(const State& st) { return st.increment_tolerance; }

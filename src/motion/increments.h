@@ -6,10 +6,12 @@
 
 namespace k5x {
 
+// The orientation solver with indexed axes snapped onto their steps: 0 solved and in travel; 1
+// no machine, zero direction or unreachable; else a travel code.
+int ijk2abc(State& st, const double ijk[3], const double prev[3], double out[3]);
+
 double get_axe_increment(const State& st, int id);
 void set_axe_increment(State& st, int id, double step);
-int get_increment_behaviour(const State& st);
-void set_increment_behaviour(State& st, int behaviour, double tolerance);
 double get_increment_tolerance(const State& st);
 int get_increment_machine(const State& st, double steps[3]);
 // Snaps `in` onto the indexed axes' grid, re-solving the continuous axes for the wanted

@@ -6,7 +6,7 @@
 #include <new>
 
 #include "geometry/axis_queries.h"
-#include "geometry/kernel.h"
+#include "kernel/kernel.h"
 #include "geometry/solver.h"
 #include "geometry/transforms.h"
 #include "geometry/travel.h"

@@ -4,11 +4,12 @@
 
 #include "geometry/axis_queries.h"
 #include "geometry/chain.h"
-#include "geometry/kernel.h"
+#include "kernel/kernel.h"
 #include "geometry/solver.h"
+#include "motion/increments.h"
 #include "geometry/transforms.h"
 #include "geometry/travel.h"
-#include "motion/three_rotary.h"
+#include "solutions/three_rotary.h"
 
 namespace k5x {
 

@@ -8,7 +8,7 @@
 
 #include "api/context.h"
 #include "k5x.h"
-#include "machine/loader.h"
+#include "geometry/load.h"
 #include "motion/interpolation.h"
 #include "test_machines.h"
 

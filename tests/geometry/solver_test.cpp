@@ -1,4 +1,5 @@
 #include "geometry/solver.h"
+#include "motion/increments.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "machine/loader.h"
+#include "geometry/load.h"
 
 #include <gtest/gtest.h>
 

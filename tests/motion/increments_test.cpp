@@ -6,7 +6,7 @@
 #include <cmath>
 #include <tuple>
 
-#include "geometry/kernel.h"
+#include "kernel/kernel.h"
 #include "geometry/solver.h"
 #include "test_machines.h"
 

@@ -1,8 +1,8 @@
 // Fixed-size vector and matrix kernel on plain arrays of doubles. Vectors are three doubles,
 // 3x3 matrices nine doubles row-major (columns are a frame's local axes), 4x4 matrices sixteen
 // doubles row-major with the translation in elements 3, 7 and 11. Uses nothing else of k5x.
-#ifndef K5X_GEOMETRY_KERNEL_H
-#define K5X_GEOMETRY_KERNEL_H
+#ifndef K5X_KERNEL_KERNEL_H
+#define K5X_KERNEL_KERNEL_H
 
 namespace k5x {
 
@@ -48,4 +48,4 @@ double atan2_eps(double y, double x, double eps);
 
 }  // namespace k5x
 
-#endif  // K5X_GEOMETRY_KERNEL_H
+#endif  // K5X_KERNEL_KERNEL_H

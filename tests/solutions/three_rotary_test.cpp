@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "geometry/axis_queries.h"
-#include "motion/three_rotary.h"
+#include "solutions/three_rotary.h"
 #include "test_machines.h"
 
 namespace {

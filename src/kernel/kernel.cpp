@@ -1,4 +1,4 @@
-#include "geometry/kernel.h"
+#include "kernel/kernel.h"
 
 #include <cmath>
 

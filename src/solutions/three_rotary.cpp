@@ -1,4 +1,4 @@
-#include "motion/three_rotary.h"
+#include "solutions/three_rotary.h"
 
 #include <sys/types.h>
 
@@ -6,7 +6,7 @@
 #include <cstdio>
 
 #include "geometry/axis_queries.h"
-#include "geometry/kernel.h"
+#include "kernel/kernel.h"
 #include "geometry/solver.h"
 #include "geometry/transforms.h"
 #include "geometry/travel.h"

@@ -1,6 +1,6 @@
 // Solver for machines with three rotary axes.
-#ifndef K5X_MOTION_THREE_ROTARY_H
-#define K5X_MOTION_THREE_ROTARY_H
+#ifndef K5X_SOLUTIONS_THREE_ROTARY_H
+#define K5X_SOLUTIONS_THREE_ROTARY_H
 
 #include "machine/machine_model.h"
 
@@ -11,4 +11,4 @@ int ex_getabc_3r(State& st, const double dir[3], const double prev[3], double ou
 
 }  // namespace k5x
 
-#endif  // K5X_MOTION_THREE_ROTARY_H
+#endif  // K5X_SOLUTIONS_THREE_ROTARY_H
