@@ -56,7 +56,7 @@ std::string machine_text(const std::string& name) {
 
 void chain_tool_direction(k5x::State& st, const double abc[3], double dir[3]) {
   const double q[6] = {0.0, 0.0, 0.0, abc[0], abc[1], abc[2]};
-  k5x::machine_eval(st, q);
+  k5x::evaluate_chain(st, q);
   const k5x::AxisRecord& tool = st.machine.records[st.machine.tool];
   const k5x::AxisRecord& wp = st.machine.records[st.machine.workpiece];
   const double z[3] = {tool.frame[2], tool.frame[5], tool.frame[8]};

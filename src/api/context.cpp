@@ -51,8 +51,8 @@ int ctx_set(State& st, const char* context, const char* machine, const char* mac
 
 int ctx_init(State& st) {
   if (st.ctx.machine_data == nullptr) return -103;
-  const double tool_length = st.machine.outil;
-  machine_free(st);
+  const double tool_length = st.machine.tool_length;
+  release_tables(st);
   int code;
   try {
     code = machine_def(st, st.ctx.machine_data);
@@ -60,7 +60,7 @@ int ctx_init(State& st) {
     code = 1;
   }
   // The application's tool survives a reload, whatever the file says and even when it failed.
-  st.machine.outil = tool_length < 0.001 ? 1.0 : tool_length;
+  st.machine.tool_length = tool_length < 0.001 ? 1.0 : tool_length;
   return code;
 }
 

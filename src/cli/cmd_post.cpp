@@ -413,7 +413,7 @@ void fill_plot_axes(const k5x::State& st, PlotAxes* axes) {
   for (int k = 0; k < 6; ++k) {
     axes->present[k] = k5x::record_index_by_id(st, k + 1) >= 0;
     double lo = 0.0, hi = 0.0;
-    const int kind = k5x::axe_course(st, k + 1, &lo, &hi);
+    const int kind = k5x::axis_travel(st, k + 1, &lo, &hi);
     axes->has_min[k] = kind == 0 || kind == 1;
     axes->has_max[k] = kind == 0 || kind == -1;
     axes->min[k] = lo;
@@ -487,7 +487,7 @@ void print_summary(const char* machine, const char* source, const k5x::Planner& 
                  "%ld)\n",
                  s.max_tip_deviation, s.max_tip_line, s.max_axis_deviation, s.max_axis_line);
   std::fprintf(stderr, "  largest increment deviation  %.6g degrees\n",
-               k5x::increment_deviation_getmax(st));
+               k5x::largest_increment_deviation(st));
   if (s.clamped > 0)
     std::fprintf(stderr, "  subdivisions cut at 500      %ld\n", s.clamped);
   if (s.subdivide_failed > 0)
@@ -532,7 +532,7 @@ int run_post(const PostArgs& a) {
   st.silent = 1;  // trace lines would mix with the CSV
   if (a.mode >= 0) k5x::set_mode(st, a.mode);
   if (a.rtcp >= 0) k5x::set_rtcp(st, a.rtcp);
-  if (a.has_tool_length) st.machine.outil = a.tool_length;
+  if (a.has_tool_length) st.machine.tool_length = a.tool_length;
   if (a.has_tolerance) st.machine.tolerance = a.tolerance;
   // Snapping only runs on a machine whose file switched increments on (behaviour above 0).
   if (a.has_increment_tolerance && k5x::get_increment_behaviour(st) > 0) {
@@ -541,7 +541,7 @@ int run_post(const PostArgs& a) {
     else
       k5x::set_increment_behaviour(st, 2, -1.0);
   }
-  k5x::increment_deviation_reset(st);
+  k5x::reset_increment_deviation(st);
 
   k5x::PlanOptions options;
   options.choice = a.choice;
@@ -558,7 +558,7 @@ int run_post(const PostArgs& a) {
   if (demo) {
     const k5x::MachineFacts facts = k5x::read_machine_facts(st);
     double rest[3] = {0.0, 0.0, 1.0};
-    if (const double* d = k5x::axe_axe(st, k5x::kIdTool))
+    if (const double* d = k5x::axis_direction(st, k5x::kIdTool))
       for (int k = 0; k < 3; ++k) rest[k] = facts.cam_sense ? d[k] : -d[k];
     demo_text = demo_toolpath(rest);
     in = fmemopen(&demo_text[0], demo_text.size(), "r");
@@ -609,7 +609,7 @@ int run_post(const PostArgs& a) {
   k5x::CsvWriter csv(&buffer);
   std::unique_ptr<k5x::GcodeWriter> gcode;
   const bool to_gcode = a.output_format == "gcode";
-  const char* machine_name = k5x::name_machine(st);
+  const char* machine_name = k5x::machine_name(st);
   if (to_gcode) {
     k5x::Dialect dialect;
     std::string text, error;

@@ -18,59 +18,59 @@ int clamped_count(const State& st) {
 // Index of link j's target as stored, or -1 when the record or the link does not exist.
 int link_target(const State& st, int id, int j) {
   const AxisRecord* r = record_by_id(st, id);
-  if (r == nullptr || j < 0 || j >= r->nlien || j >= kMaxLinks) return -1;
-  return r->liens[j].ilien;
+  if (r == nullptr || j < 0 || j >= r->link_count || j >= kMaxLinks) return -1;
+  return r->links[j].child;
 }
 
 }  // namespace
 
-int axe_type(const State& st, int id) {
+int axis_type(const State& st, int id) {
   const AxisRecord* r = record_by_id(st, id);
   return r != nullptr ? r->kind : kMissingType;
 }
 
-int axe_typeex(const State& st, int id) {
+int axis_type_ex(const State& st, int id) {
   return record_by_id(st, id) != nullptr ? id : kMissingType;
 }
 
-const char* axe_nom(const State& st, int id) {
+const char* axis_name(const State& st, int id) {
   const AxisRecord* r = record_by_id(st, id);
-  return r != nullptr ? r->nom : nullptr;
+  return r != nullptr ? r->name : nullptr;
 }
 
-double* axe_axe(State& st, int id) {
+double* axis_direction(State& st, int id) {
   AxisRecord* r = record_by_id(st, id);
   return r != nullptr ? r->direction : nullptr;
 }
 
-double* axe_point(State& st, int id) {
+double* axis_point(State& st, int id) {
   AxisRecord* r = record_by_id(st, id);
   return r != nullptr ? r->point : nullptr;
 }
 
-int* axe_color(State& st, int id) {
+int* axis_color(State& st, int id) {
   AxisRecord* r = record_by_id(st, id);
   return r != nullptr ? r->color : nullptr;
 }
 
-int axe_loi(const State& st, int id) {
+int axis_law(const State& st, int id) {
   const AxisRecord* r = record_by_id(st, id);
-  return r != nullptr ? r->loi : 0;
+  return r != nullptr ? r->law : 0;
 }
 
-int axe_sens(const State& st, int id) {
+int axis_sense(const State& st, int id) {
   const AxisRecord* r = record_by_id(st, id);
-  return r != nullptr ? r->sens : 0;
+  return r != nullptr ? r->sense : 0;
 }
 
-int axe_nlien(const State& st, int id) {
+int axis_link_count(const State& st, int id) {
   const AxisRecord* r = record_by_id(st, id);
-  return r != nullptr ? r->nlien : 0;
+  return r != nullptr ? r->link_count : 0;
 }
 
-int axe_ilien(const State& st, int id, int j) { return link_target(st, id, j); }
+int axis_link(const State& st, int id, int j) { return link_target(st, id, j); }
 
-int axe_tlien(const State& st, int id, int j) {
+int axis_link_translation(const State& st, int id, int j) {
   const int p = link_target(st, id, j);
   if (p < 0 || p >= clamped_count(st)) return kMissingTarget;
   const AxisRecord& t = st.machine.records[p];
@@ -79,13 +79,13 @@ int axe_tlien(const State& st, int id, int j) {
   return t.kind;
 }
 
-const char* axe_slien(const State& st, int id, int j) {
+const char* axis_link_rotation(const State& st, int id, int j) {
   const int p = link_target(st, id, j);
   if (p < 0 || p >= clamped_count(st)) return nullptr;
-  return st.machine.records[p].nom;
+  return st.machine.records[p].name;
 }
 
-int axe_previous(const State& st, int id) {
+int axis_parent(const State& st, int id) {
   const AxisRecord* r = record_by_id(st, id);
   if (r == nullptr) return kMissingPrevious;
   const int p = r->previous;
@@ -96,19 +96,19 @@ int axe_previous(const State& st, int id) {
   return parent.kind;
 }
 
-int axe_fixe_get(const State& st, int id) {
+int axis_locked(const State& st, int id) {
   const AxisRecord* r = record_by_id(st, id);
-  return r != nullptr ? r->fixe : 0;
+  return r != nullptr ? r->locked : 0;
 }
 
-int axe_fixe_set(State& st, int id, int flag) {
+int set_axis_locked(State& st, int id, int flag) {
   AxisRecord* r = record_by_id(st, id);
   if (r == nullptr) return 0;
-  r->fixe = flag;
+  r->locked = flag;
   return flag;
 }
 
-int axe_collision(const State& st, int id, int j) {
+int axis_collisions(const State& st, int id, int j) {
   const AxisRecord* r = record_by_id(st, id);
   if (r == nullptr) return 0;
   if (j >= 1 && j <= 6) return r->collision[j - 1];
@@ -124,7 +124,7 @@ int axe_collision(const State& st, int id, int j) {
   }
 }
 
-int axe_outil(State& st, double v[3]) {
+int tool_record(State& st, double v[3]) {
   AxisRecord* tool = record_by_id(st, kIdTool);
   if (tool == nullptr || v == nullptr) return 1;
   // Inverted on purpose: a proper direction is only normalised for the caller (result 1); the

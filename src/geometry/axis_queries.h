@@ -6,23 +6,23 @@
 
 namespace k5x {
 
-int axe_type(const State& st, int id);
-int axe_typeex(const State& st, int id);
-const char* axe_nom(const State& st, int id);
-double* axe_axe(State& st, int id);
-double* axe_point(State& st, int id);
-int* axe_color(State& st, int id);
-int axe_loi(const State& st, int id);
-int axe_sens(const State& st, int id);
-int axe_nlien(const State& st, int id);
-int axe_ilien(const State& st, int id, int j);
-int axe_tlien(const State& st, int id, int j);
-const char* axe_slien(const State& st, int id, int j);
-int axe_previous(const State& st, int id);
-int axe_fixe_get(const State& st, int id);
-int axe_fixe_set(State& st, int id, int flag);
-int axe_collision(const State& st, int id, int j);
-int axe_outil(State& st, double v[3]);
+int axis_type(const State& st, int id);
+int axis_type_ex(const State& st, int id);
+const char* axis_name(const State& st, int id);
+double* axis_direction(State& st, int id);
+double* axis_point(State& st, int id);
+int* axis_color(State& st, int id);
+int axis_law(const State& st, int id);
+int axis_sense(const State& st, int id);
+int axis_link_count(const State& st, int id);
+int axis_link(const State& st, int id, int j);
+int axis_link_translation(const State& st, int id, int j);
+const char* axis_link_rotation(const State& st, int id, int j);
+int axis_parent(const State& st, int id);
+int axis_locked(const State& st, int id);
+int set_axis_locked(State& st, int id, int flag);
+int axis_collisions(const State& st, int id, int j);
+int tool_record(State& st, double v[3]);
 
 }  // namespace k5x
 

@@ -6,7 +6,7 @@
 
 namespace k5x {
 
-void machine_eval(State& st, const double q[6]) {
+void evaluate_chain(State& st, const double q[6]) {
   if (q == nullptr) return;
   Machine& m = st.machine;
   int count = m.record_count;
@@ -25,12 +25,12 @@ void machine_eval(State& st, const double q[6]) {
       else
         rotate_frame(d, t, r.frame, st.eps);
     }
-    int nlien = r.nlien;
+    int nlien = r.link_count;
     if (nlien > kMaxLinks) nlien = kMaxLinks;
     for (int j = 0; j < nlien; ++j) {
-      const Link& l = r.liens[j];
-      if (l.ilien < 0 || l.ilien >= count || l.ilien == i) continue;
-      AxisRecord& c = m.records[l.ilien];
+      const Link& l = r.links[j];
+      if (l.child < 0 || l.child >= count || l.child == i) continue;
+      AxisRecord& c = m.records[l.child];
       double off[3];
       m3apply(r.frame, l.translation, off);
       vadd(r.origin, off, c.origin);
@@ -39,7 +39,7 @@ void machine_eval(State& st, const double q[6]) {
   }
 }
 
-int axe_mat(const State& st, int a, int b, double h[16]) {
+int axis_matrix(const State& st, int a, int b, double h[16]) {
   const AxisRecord* ra = record_by_id(st, a);
   if (h == nullptr) return ra == nullptr ? 1 : 0;
   const AxisRecord* rb = record_by_id(st, b);
@@ -73,11 +73,11 @@ int axe_mat(const State& st, int a, int b, double h[16]) {
   return ra == nullptr ? 1 : 0;
 }
 
-void ex_get_axis_matrix(const double v[3], double h[16]) {
+void frame_along(const double v[3], double h[16]) {
   if (h == nullptr) return;
   if (v == nullptr) {
     double z[3] = {0.0, 0.0, 1.0};
-    ex_get_axis_matrix(z, h);
+    frame_along(z, h);
     return;
   }
   // No zero-length test: the direction is divided by its length as it comes.
@@ -113,7 +113,7 @@ void tool_tip(const State& st, double tip[3]) {
     return;
   }
   const double axis[3] = {t->frame[2], t->frame[5], t->frame[8]};
-  vaxpy(t->origin, axis, -st.machine.outil, tip);
+  vaxpy(t->origin, axis, -st.machine.tool_length, tip);
 }
 
 }  // namespace k5x

@@ -14,14 +14,14 @@ int machine_def(State& st, const char* path) {
   if (!read.has_position) {
     // The offsets come from the geometry: the workpiece seen from the tool head at zero.
     const double zero[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
-    machine_eval(st, zero);
+    evaluate_chain(st, zero);
     const Machine& m = st.machine;
     vsub(m.records[m.workpiece].origin, m.records[m.tool_head].origin, position);
   }
   apply_offsets(st, position);
   save_workpiece(st);
   double identity[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-  set_piece(st, identity);
+  place_workpiece(st, identity);
   return read.code;
 }
 

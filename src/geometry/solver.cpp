@@ -100,7 +100,7 @@ int solve_orientation(State& st, const double ijk[3], const double prev_in[3], d
   int fixed[kMaxRotary];
   int free_count = 0;
   for (int i = 0; i < count; ++i) {
-    fixed[i] = angle_index(m, i) < 0 ? 1 : (m.records[m.rotary[i]].fixe != 0);
+    fixed[i] = angle_index(m, i) < 0 ? 1 : (m.records[m.rotary[i]].locked != 0);
     if (!fixed[i]) ++free_count;
   }
   for (int i = 0; i < count && free_count >= 3; ++i) {
@@ -154,7 +154,7 @@ int solve_orientation(State& st, const double ijk[3], const double prev_in[3], d
     const double r = vdistance(u, p);
     if (r * s > eps) {
       const double alpha = rad_to_deg(acos_clamped((vdot(d1, t) - vdot(d1, p)) / (r * s)));
-      const double sigma = f2rec->sens < 0 ? -1.0 : 1.0;
+      const double sigma = f2rec->sense < 0 ? -1.0 : 1.0;
       sol1[f2] = sigma * alpha;
       sol2[f2] = -sigma * alpha;
       const double beta = rad_to_deg(acos_clamped((vdot(d1, u) - vdot(d1, p)) / (r * s)));
@@ -206,11 +206,11 @@ int solve_orientation(State& st, const double ijk[3], const double prev_in[3], d
   return 0;
 }
 
-double axe_val(const State& st, int axis, double from, double to, int* sign) {
+double law_value(const State& st, int axis, double from, double to, int* sign) {
   int scratch = 0;
   int& s = sign != nullptr ? *sign : scratch;
   const AxisRecord* rec = record_by_id(st, axis);
-  const int law = rec != nullptr ? rec->loi : 0;
+  const int law = rec != nullptr ? rec->law : 0;
   if (law != 1 && law != 2) {
     s = 0;
     return to;
@@ -228,7 +228,7 @@ double axe_val(const State& st, int axis, double from, double to, int* sign) {
   return std::fabs(w);
 }
 
-void abc2abc_loi(const State& st, const double from[3], const double to[3], double out[3]) {
+void apply_laws(const State& st, const double from[3], const double to[3], double out[3]) {
   const double f[3] = {from[0], from[1], from[2]};
   const double t[3] = {to[0], to[1], to[2]};
   vcopy(t, out);
@@ -236,7 +236,7 @@ void abc2abc_loi(const State& st, const double from[3], const double to[3], doub
     const int axis = kIdA + i;
     if (record_by_id(st, axis) == nullptr) continue;
     int sign = 0;
-    const double v = axe_val(st, axis, f[i], t[i], &sign);
+    const double v = law_value(st, axis, f[i], t[i], &sign);
     if (sign != 0) out[i] = sign * v;
   }
 }

@@ -10,8 +10,8 @@ namespace k5x {
 // without the travel test (both are the increments' business, one layer up): 0 reachable, 1 no
 // machine, zero direction or unreachable. Leaves both candidates in st.sol1 and st.sol2.
 int solve_orientation(State& st, const double ijk[3], const double prev[3], double out[3]);
-double axe_val(const State& st, int axis, double from, double to, int* sign);
-void abc2abc_loi(const State& st, const double from[3], const double to[3], double out[3]);
+double law_value(const State& st, int axis, double from, double to, int* sign);
+void apply_laws(const State& st, const double from[3], const double to[3], double out[3]);
 
 }  // namespace k5x
 

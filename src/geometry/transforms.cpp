@@ -36,7 +36,7 @@ int inverse_or_identity(const State& st, const double m[9], double inv[9]) {
 
 void evaluate(State& st, const double xyz[3], const double abc[3]) {
   const double q[6] = {xyz[0], xyz[1], xyz[2], abc[0], abc[1], abc[2]};
-  machine_eval(st, q);
+  evaluate_chain(st, q);
 }
 
 // F^-1 * (tool tip - tool head origin): the head offset in frame coordinates, after an
@@ -59,9 +59,9 @@ int rotary_run(const State& st, int head, int out[kMaxRecords]) {
   int cur = head;
   while (valid_record(cur) && count < kMaxRecords) {
     const AxisRecord& r = st.machine.records[cur];
-    if (r.kind != kKindRotary || r.nlien < 1) break;
+    if (r.kind != kKindRotary || r.link_count < 1) break;
     out[count++] = cur;
-    cur = r.liens[0].ilien;
+    cur = r.links[0].child;
   }
   return count;
 }
@@ -118,7 +118,7 @@ int axis_steps(double r, double t, double delta) {
 
 }  // namespace
 
-int xyz2pts(State& st, const double xyz[3], const double abc[3], double out[3]) {
+int tip_at(State& st, const double xyz[3], const double abc[3], double out[3]) {
   evaluate(st, xyz, abc);
   const int w = st.machine.workpiece;
   double winv[9];
@@ -131,19 +131,19 @@ int xyz2pts(State& st, const double xyz[3], const double abc[3], double out[3]) 
   return 0;
 }
 
-int xyz2ijk(State& st, const double xyz[3], const double abc[3], double out[3]) {
+int tool_axis_at(State& st, const double xyz[3], const double abc[3], double out[3]) {
   evaluate(st, xyz, abc);
   double winv[9];
   inverse_or_identity(st, frame_of(st, st.machine.workpiece), winv);
   const double* f = frame_of(st, st.machine.tool);
   const double axis[3] = {f[2], f[5], f[8]};
   double v[3];
-  vscale(axis, st.machine.outil, v);
+  vscale(axis, st.machine.tool_length, v);
   m3apply(winv, v, out);
   return 0;
 }
 
-int pts2xyz(State& st, const double p[3], const double abc[3], double xyz[3]) {
+int place_tip(State& st, const double p[3], const double abc[3], double xyz[3]) {
   const double point[3] = {p[0], p[1], p[2]};
   evaluate(st, kZero3, abc);
   const Machine& m = st.machine;
@@ -164,10 +164,10 @@ int pts2xyz(State& st, const double p[3], const double abc[3], double xyz[3]) {
     if (r.kind == kKindLinear && r.axis >= 0 && r.axis <= 2) xyz[r.axis] = -vdot(d, r.direction);
   }
   int flags[3];
-  return testcoursesXYZ(st, xyz, flags);
+  return travel_test_xyz(st, xyz, flags);
 }
 
-int m2l(State& st, const double m[6], double l[6]) {
+int machine_to_programmed(State& st, const double m[6], double l[6]) {
   double q[6];
   for (int k = 0; k < 6; ++k) q[k] = m[k];
   for (int k = 0; k < 6; ++k) l[k] = q[k];
@@ -192,7 +192,7 @@ int m2l(State& st, const double m[6], double l[6]) {
   return status;
 }
 
-int l2m(State& st, const double l[6], double m[6]) {
+int programmed_to_machine(State& st, const double l[6], double m[6]) {
   double q[6];
   for (int k = 0; k < 6; ++k) q[k] = l[k];
   for (int k = 0; k < 6; ++k) m[k] = q[k];
@@ -218,7 +218,7 @@ int l2m(State& st, const double l[6], double m[6]) {
   return status;
 }
 
-int machine2tool(State& st, const double m[6], double out[6]) {
+int machine_to_tool(State& st, const double m[6], double out[6]) {
   double q[6];
   for (int k = 0; k < 6; ++k) q[k] = m[k];
   for (int k = 0; k < 6; ++k) out[k] = q[k];
@@ -260,16 +260,16 @@ void chain_substitution(State& st, const double l0[6], double l[6], double row[6
     }
   }
   double mach[6];
-  l2m(st, l, mach);
+  programmed_to_machine(st, l, mach);
   double pts[3];
-  xyz2pts(st, mach, mach + 3, pts);
-  pts2xyz(st, pts, row + 3, row);
+  tip_at(st, mach, mach + 3, pts);
+  place_tip(st, pts, row + 3, row);
 }
 
 int table_fill(State& st, const double s[6], const double e[6], int n, double* rows, int code) {
   double l0[6], l1[6], l[6];
-  m2l(st, s, l0);
-  m2l(st, e, l1);
+  machine_to_programmed(st, s, l0);
+  machine_to_programmed(st, e, l1);
   const double dn = n;
   for (int i = 1; i <= n; ++i) {
     double* row = rows + 6 * static_cast<std::size_t>(i - 1);
@@ -280,13 +280,13 @@ int table_fill(State& st, const double s[6], const double e[6], int n, double* r
     }
     if (st.machine.rtcp != 0) chain_substitution(st, l0, l, row);
     int flags[6];
-    const int c = testcoursesXYZABC(st, row, flags);
+    const int c = travel_test(st, row, flags);
     if (code == 0) code = c;
   }
   return code;
 }
 
-int xyzabc(State& st, const double s[6], const double e[6], int* n, double** table) {
+int subdivide_move(State& st, const double s[6], const double e[6], int* n, double** table) {
   // Private copies: the endpoints may be rows of the table that is about to be rewritten.
   double a[6], b[6];
   for (int k = 0; k < 6; ++k) {
@@ -321,19 +321,19 @@ int xyzabc(State& st, const double s[6], const double e[6], int* n, double** tab
   return table_fill(st, a, b, count, rows, code);
 }
 
-int set_piece(State& st, const double t[16]) {
+int place_workpiece(State& st, const double t[16]) {
   Machine& m = st.machine;
   if (!valid_record(m.workpiece)) return 1;
   AxisRecord& w = m.records[m.workpiece];
   if (!valid_record(w.previous)) return 2;
   AxisRecord& parent = m.records[w.previous];
-  int nlien = parent.nlien;
+  int nlien = parent.link_count;
   if (nlien > kMaxLinks) nlien = kMaxLinks;
   // The Z translation comes from t[12], not t[11]: callers hand the matrix over in that layout.
   const double pos[3] = {t[3], t[7], t[12]};
   for (int j = 0; j < nlien; ++j) {
-    Link& link = parent.liens[j];
-    if (!valid_record(link.ilien) || m.records[link.ilien].axis != -1) continue;
+    Link& link = parent.links[j];
+    if (!valid_record(link.child) || m.records[link.child].axis != -1) continue;
     const double rot[9] = {t[0], t[1], t[2], t[4], t[5], t[6], t[8], t[9], t[10]};
     m3copy(rot, link.rotation);
     vcopy(pos, link.translation);
@@ -344,7 +344,7 @@ int set_piece(State& st, const double t[16]) {
   return 2;
 }
 
-int toolchanger_position(const State& st, double out[6]) {
+int tool_change_position(const State& st, double out[6]) {
   for (int k = 0; k < 6; ++k) out[k] = st.machine.toolchange[k];
   return st.machine.toolchange_flag;
 }

@@ -7,15 +7,15 @@
 
 namespace k5x {
 
-int xyz2pts(State& st, const double xyz[3], const double abc[3], double out[3]);
-int xyz2ijk(State& st, const double xyz[3], const double abc[3], double out[3]);
-int pts2xyz(State& st, const double p[3], const double abc[3], double xyz[3]);
-int m2l(State& st, const double m[6], double l[6]);
-int l2m(State& st, const double l[6], double m[6]);
-int machine2tool(State& st, const double m[6], double out[6]);
-int xyzabc(State& st, const double s[6], const double e[6], int* n, double** table);
-int set_piece(State& st, const double t[16]);
-int toolchanger_position(const State& st, double out[6]);
+int tip_at(State& st, const double xyz[3], const double abc[3], double out[3]);
+int tool_axis_at(State& st, const double xyz[3], const double abc[3], double out[3]);
+int place_tip(State& st, const double p[3], const double abc[3], double xyz[3]);
+int machine_to_programmed(State& st, const double m[6], double l[6]);
+int programmed_to_machine(State& st, const double l[6], double m[6]);
+int machine_to_tool(State& st, const double m[6], double out[6]);
+int subdivide_move(State& st, const double s[6], const double e[6], int* n, double** table);
+int place_workpiece(State& st, const double t[16]);
+int tool_change_position(const State& st, double out[6]);
 double* initial_position(State& st);
 
 // Makes the shared interpolation table hold at least n rows (it never shrinks). Returns the

@@ -38,24 +38,24 @@ bool valid_axis(int axis) { return axis >= 1 && axis <= 6; }
 
 }  // namespace
 
-int testcoursesXYZ(const State& st, const double xyz[3], int flags[3]) {
+int travel_test_xyz(const State& st, const double xyz[3], int flags[3]) {
   return test_three(st, kIdX, xyz, flags, kLinearNoLimit);
 }
 
-int testcoursesABC(const State& st, const double abc[3], int flags[3]) {
+int travel_test_abc(const State& st, const double abc[3], int flags[3]) {
   return test_three(st, kIdA, abc, flags, kRotaryNoLimit);
 }
 
-int testcoursesXYZABC(const State& st, const double v[6], int flags[6]) {
+int travel_test(const State& st, const double v[6], int flags[6]) {
   int scratch[6];
   int* f = flags != nullptr ? flags : scratch;
-  const int x = testcoursesXYZ(st, v, f);
-  const int a = testcoursesABC(st, v != nullptr ? v + 3 : nullptr, f + 3);
+  const int x = travel_test_xyz(st, v, f);
+  const int a = travel_test_abc(st, v != nullptr ? v + 3 : nullptr, f + 3);
   if (a == 0) return x;
   return x != 0 ? 9 : a;
 }
 
-int axe_course(const State& st, int axis, double* min, double* max) {
+int axis_travel(const State& st, int axis, double* min, double* max) {
   if (!valid_axis(axis)) return 8;
   const double lo = st.machine.travel_min[axis - 1];
   const double hi = st.machine.travel_max[axis - 1];
@@ -65,22 +65,22 @@ int axe_course(const State& st, int axis, double* min, double* max) {
   return hi > kCourseNoLimit ? 1 : 0;
 }
 
-double axe_course_minimum(const State& st, int axis) {
+double travel_minimum(const State& st, int axis) {
   return valid_axis(axis) ? st.machine.travel_min[axis - 1] : 0.0;
 }
 
-double axe_course_maximum(const State& st, int axis) {
+double travel_maximum(const State& st, int axis) {
   return valid_axis(axis) ? st.machine.travel_max[axis - 1] : 0.0;
 }
 
-double axe_set_course_minimum(State& st, int axis, double v) {
+double set_travel_minimum(State& st, int axis, double v) {
   if (!valid_axis(axis)) return 0.0;
   const double previous = st.machine.travel_min[axis - 1];
   st.machine.travel_min[axis - 1] = v;
   return previous;
 }
 
-double axe_set_course_maximum(State& st, int axis, double v) {
+double set_travel_maximum(State& st, int axis, double v) {
   if (!valid_axis(axis)) return 0.0;
   const double previous = st.machine.travel_max[axis - 1];
   st.machine.travel_max[axis - 1] = v;

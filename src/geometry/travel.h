@@ -6,14 +6,14 @@
 
 namespace k5x {
 
-int testcoursesXYZ(const State& st, const double xyz[3], int flags[3]);
-int testcoursesABC(const State& st, const double abc[3], int flags[3]);
-int testcoursesXYZABC(const State& st, const double v[6], int flags[6]);
-int axe_course(const State& st, int axis, double* min, double* max);
-double axe_course_minimum(const State& st, int axis);
-double axe_course_maximum(const State& st, int axis);
-double axe_set_course_minimum(State& st, int axis, double v);
-double axe_set_course_maximum(State& st, int axis, double v);
+int travel_test_xyz(const State& st, const double xyz[3], int flags[3]);
+int travel_test_abc(const State& st, const double abc[3], int flags[3]);
+int travel_test(const State& st, const double v[6], int flags[6]);
+int axis_travel(const State& st, int axis, double* min, double* max);
+double travel_minimum(const State& st, int axis);
+double travel_maximum(const State& st, int axis);
+double set_travel_minimum(State& st, int axis, double v);
+double set_travel_maximum(State& st, int axis, double v);
 
 }  // namespace k5x
 

@@ -126,12 +126,12 @@ int machine_checksum(State& st, int mode, uint32_t* checksum) {
     put_vector(s, r->point, 3, 1.0);
     s.put_int(r->previous);
     for (int flag : r->collision) s.put_int(flag);
-    for (int k = 0; k < r->nlien && k < kMaxLinks; ++k) {
-      const Link* l = &r->liens[k];
-      if (as_loaded && l->ilien == m.workpiece) l = &m.saved_link;
-      const bool child_known = l->ilien >= 0 && l->ilien < kMaxRecords;
-      const AxisRecord* child = child_known ? &m.records[l->ilien] : nullptr;
-      s.put_int(l->ilien);
+    for (int k = 0; k < r->link_count && k < kMaxLinks; ++k) {
+      const Link* l = &r->links[k];
+      if (as_loaded && l->child == m.workpiece) l = &m.saved_link;
+      const bool child_known = l->child >= 0 && l->child < kMaxRecords;
+      const AxisRecord* child = child_known ? &m.records[l->child] : nullptr;
+      s.put_int(l->child);
       s.put_int(child != nullptr ? child->kind : 0);
       put_vector(s, l->translation, 3, 1.0);
       if (child != nullptr && child->kind == kKindTool) {

@@ -165,8 +165,8 @@ void read_name(const char* line, std::size_t* pos, char (&name)[kNameSize]) {
 Link* link_to(State& st, int parent, int child) {
   if (parent < 0 || parent >= kMaxRecords) return nullptr;
   AxisRecord& p = st.machine.records[parent];
-  for (int k = 0; k < p.nlien && k < kMaxLinks; ++k)
-    if (p.liens[k].ilien == child) return &p.liens[k];
+  for (int k = 0; k < p.link_count && k < kMaxLinks; ++k)
+    if (p.links[k].child == child) return &p.links[k];
   return nullptr;
 }
 
@@ -189,7 +189,7 @@ void set_columns(double m[9], const double c0[3], const double c1[3], const doub
   }
 }
 
-int apply_bati(State& st, LoadContext& ctx, const char* line, std::size_t* pos) {
+int apply_frame(State& st, LoadContext& ctx, const char* line, std::size_t* pos) {
   if (st.machine.record_count > 0) return kLoadFrameNotFirst;
   int code = 0;
   const int i = new_record(st, kNone, kKindFrame, &code);
@@ -224,7 +224,7 @@ int apply_bati(State& st, LoadContext& ctx, const char* line, std::size_t* pos) 
       break;  // "Z" and anything else: identity frame, zero direction
   }
   if (k != 3) vunit(k, r.direction);
-  read_name(line, pos, r.nom);
+  read_name(line, pos, r.name);
   return 0;
 }
 
@@ -246,18 +246,18 @@ int apply_axis(State& st, LoadContext& ctx, const char* line, std::size_t* pos, 
   if (rotary) {
     r.factor = kDegToRad;
     if (!read_numbers(line, pos, v, 2)) return kLoadNumberTooLong;
-    r.loi = to_int(v[0]);
-    r.sens = to_int(v[1]);
+    r.law = to_int(v[0]);
+    r.sense = to_int(v[1]);
     if (!read_numbers(line, pos, r.point, 3)) return kLoadNumberTooLong;
   }
-  read_name(line, pos, r.nom);
+  read_name(line, pos, r.name);
   // Missing colour fields read as 0, not as the fresh record's grey.
   if (!read_numbers(line, pos, v, 3)) return kLoadNumberTooLong;
   for (int c = 0; c < 3; ++c) r.color[c] = to_int(v[c]);
   return 0;
 }
 
-int apply_outil(State& st, const LoadContext& ctx, const char* line, std::size_t* pos) {
+int apply_tool(State& st, const LoadContext& ctx, const char* line, std::size_t* pos) {
   if (ctx.current < 0) return kLoadToolWithoutParent;
   int code = 0;
   const int i = new_record(st, ctx.current, kKindTool, &code);
@@ -280,7 +280,7 @@ int apply_outil(State& st, const LoadContext& ctx, const char* line, std::size_t
   return 0;
 }
 
-int apply_piece(State& st, const LoadContext& ctx, const char* line, std::size_t* pos) {
+int apply_workpiece(State& st, const LoadContext& ctx, const char* line, std::size_t* pos) {
   if (ctx.current < 0) return kLoadWorkpieceWithoutParent;
   int code = 0;
   const int i = new_record(st, ctx.current, kKindWorkpiece, &code);
@@ -301,7 +301,7 @@ int apply_piece(State& st, const LoadContext& ctx, const char* line, std::size_t
   return 0;
 }
 
-int apply_lien(State& st, LoadContext& ctx, const char* line, std::size_t* pos) {
+int apply_link(State& st, LoadContext& ctx, const char* line, std::size_t* pos) {
   char field[kNameSize];
   next_field(line, pos, field, sizeof field, true);
   if (axis_id_by_name(field) != kIdFrame) return kLoadBadLink;
@@ -444,7 +444,7 @@ int apply_line(State& st, LoadContext& ctx, const char* line) {
     }
     case Keyword::kLongueur:
       if (!read_numbers(line, &pos, v, 1)) return kLoadNumberTooLong;
-      m.outil = v[0];
+      m.tool_length = v[0];
       return 0;
     case Keyword::kPositionInitiale:
       if (!read_numbers(line, &pos, v, 3)) return kLoadNumberTooLong;
@@ -460,17 +460,17 @@ int apply_line(State& st, LoadContext& ctx, const char* line) {
       set_rtcp(st, to_int(v[0]));
       return 0;
     case Keyword::kBati:
-      return apply_bati(st, ctx, line, &pos);
+      return apply_frame(st, ctx, line, &pos);
     case Keyword::kAxe:
       return apply_axis(st, ctx, line, &pos, false);
     case Keyword::kRotation:
       return apply_axis(st, ctx, line, &pos, true);
     case Keyword::kOutil:
-      return apply_outil(st, ctx, line, &pos);
+      return apply_tool(st, ctx, line, &pos);
     case Keyword::kPiece:
-      return apply_piece(st, ctx, line, &pos);
+      return apply_workpiece(st, ctx, line, &pos);
     case Keyword::kLien:
-      return apply_lien(st, ctx, line, &pos);
+      return apply_link(st, ctx, line, &pos);
     // A rejected line leaves no values behind, so these read into v first.
     case Keyword::kPosition:
       if (!read_numbers(line, &pos, v, 6)) return kLoadNumberTooLong;
@@ -554,9 +554,9 @@ bool derive_anchors(State& st) {
     cur = rec[cur].previous;
   }
   cur = m.tool_head;
-  for (int n = 0; n < kMaxRecords && rec[cur].kind == kKindRotary && rec[cur].nlien >= 1; ++n) {
+  for (int n = 0; n < kMaxRecords && rec[cur].kind == kKindRotary && rec[cur].link_count >= 1; ++n) {
     if (m.rotary_count < kMaxRotary) m.rotary[m.rotary_count++] = cur;
-    cur = rec[cur].liens[0].ilien;
+    cur = rec[cur].links[0].child;
     if (cur < 0 || cur >= m.record_count) break;
   }
   return true;
@@ -608,13 +608,13 @@ void save_workpiece(State& st) {
   if (const Link* l = link_to(st, m.records[m.workpiece].previous, m.workpiece)) {
     m.saved_link = *l;
   } else {
-    m.saved_link.ilien = kNone;
+    m.saved_link.child = kNone;
     vzero(m.saved_link.translation, 3);
     m3identity(m.saved_link.rotation);
   }
 }
 
-void machine_free(State& st) {
+void release_tables(State& st) {
   std::free(st.table);
   st.table = nullptr;
   st.table_capacity = 0;

@@ -23,7 +23,7 @@ void apply_offsets(State& st, const double position[6]);
 // Keeps the workpiece record and its parent's link as loaded, for the workpiece placement.
 void save_workpiece(State& st);
 // Releases the interpolation table; the machine stays.
-void machine_free(State& st);
+void release_tables(State& st);
 
 // Tokenizer. Copies the next field from line[*pos] into out (at most out_size - 1 characters,
 // terminated), removing space, CR and LF, stopping at "," or, when stop_at_equals, at "=";

@@ -13,7 +13,7 @@ const char* const kAxisNames[] = {"AXE_OUTIL", "AXE_PIECE", "AXE_BATI", "AXE_X",
                                   "AXE_Z",     "AXE_A",     "AXE_B",    "AXE_C"};
 
 void link_init(Link& l, int child) {
-  l.ilien = child;
+  l.child = child;
   vzero(l.translation, 3);
   m3identity(l.rotation);
 }
@@ -39,8 +39,8 @@ State::~State() {
 void record_init(AxisRecord& r) {
   r.kind = kKindFrame;
   r.axis = -1;
-  r.sens = 1;
-  r.loi = 0;
+  r.sense = 1;
+  r.law = 0;
   r.color[0] = r.color[1] = r.color[2] = 192;
   r.factor = 1.0;
   r.offset = 0.0;
@@ -49,11 +49,11 @@ void record_init(AxisRecord& r) {
   m3identity(r.frame);
   vzero(r.origin, 3);
   vzero(r.point, 3);
-  r.nlien = 0;
+  r.link_count = 0;
   r.previous = kNone;
   for (int& c : r.collision) c = 0;
-  r.nom[0] = '\0';
-  r.fixe = 0;
+  r.name[0] = '\0';
+  r.locked = 0;
   r.increment = -1.0;
 }
 
@@ -67,7 +67,7 @@ void machine_reset(State& st) {
   }
   m.travel_tol = 0.001;
   m.tolerance = 0.05;
-  m.outil = 0.0;
+  m.tool_length = 0.0;
   m.mode = 0;
   m.rtcp = 1;
   m.tool = m.workpiece = m.frame = kNone;
@@ -93,8 +93,8 @@ int record_new(State& st, int parent) {
   if (parent < 0 || parent >= index) return index;
   r.previous = parent;
   AxisRecord& p = m.records[parent];
-  if (p.nlien >= kMaxLinks) return -2;
-  link_init(p.liens[p.nlien++], index);
+  if (p.link_count >= kMaxLinks) return -2;
+  link_init(p.links[p.link_count++], index);
   return index;
 }
 
@@ -130,7 +130,7 @@ int axis_id_by_name(const char* text) {
   return kIdUnknown;
 }
 
-const char* name_machine(const State& st) {
+const char* machine_name(const State& st) {
   return st.machine.name[0] == '\0' ? nullptr : st.machine.name;
 }
 

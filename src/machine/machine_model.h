@@ -37,7 +37,7 @@ constexpr double kPi = 3.141592653589793;
 constexpr double kDegToRad = 0.017453292519943295;
 
 struct Link {
-  int ilien;               // child record index
+  int child;               // child record index
   double translation[3];   // child's point minus parent's point
   double rotation[9];      // child's orientation relative to the parent, row-major
 };
@@ -45,8 +45,8 @@ struct Link {
 struct AxisRecord {
   int kind;
   int axis;                // letter index 0..5 for axes, -1 otherwise
-  int sens;
-  int loi;
+  int sense;               // the direction flag of the file: -1 reverses the angle
+  int law;                 // value law: 0 plain, 1 and 2 as the axis reports angles
   int color[3];
   double factor;
   double offset;
@@ -55,12 +55,12 @@ struct AxisRecord {
   double frame[9];         // columns: current local X, Y, Z in machine coordinates
   double origin[3];
   double point[3];
-  int nlien;
-  Link liens[kMaxLinks];
+  int link_count;
+  Link links[kMaxLinks];
   int previous;            // parent index, -1 for none
   int collision[9];        // X, Y, Z, A, B, C, frame, workpiece, tool
-  char nom[kNameSize];
-  int fixe;
+  char name[kNameSize];
+  int locked;              // held at its value by the solver
   double increment;        // indexing step in degrees, -1.0 = continuous
 };
 
@@ -81,7 +81,7 @@ struct Machine {
   double travel_max[6];
   double travel_min[6];
   double travel_tol;
-  double outil;            // tool length
+  double tool_length;
   double initial_position[3];
   double toolchange[6];
   int toolchange_flag;
@@ -181,7 +181,7 @@ AxisRecord* record_by_id(State& st, int id);
 const AxisRecord* record_by_id(const State& st, int id);
 int axis_id_by_name(const char* text);
 // Machine name, or null when empty.
-const char* name_machine(const State& st);
+const char* machine_name(const State& st);
 // Setters that validate like the file keywords.
 void set_mode(State& st, int mode);
 void set_rtcp(State& st, int rtcp);

@@ -43,28 +43,28 @@ double truncated_quotient(double x, double s) {
 
 }  // namespace
 
-int ijk2abc(State& st, const double ijk[3], const double prev[3], double out[3]) {
+int solve_direction(State& st, const double ijk[3], const double prev[3], double out[3]) {
   const double wanted[3] = {ijk[0], ijk[1], ijk[2]};
   if (solve_orientation(st, ijk, prev, out) != 0) return 1;
   if (st.machine.increment_behaviour > 0) {
     const double unsnapped[3] = {out[0], out[1], out[2]};
     double snapped[3] = {out[0], out[1], out[2]};
-    const double dev = increment_compute(st, unsnapped, wanted, snapped);
+    const double dev = snap_to_increments(st, unsnapped, wanted, snapped);
     if (st.machine.increment_behaviour == 2 || std::fabs(dev) < st.increment_tolerance) {
       vcopy(snapped, out);
       if (!(st.machine.deviation_max > dev)) st.machine.deviation_max = dev;
     }
   }
   int flags[3];
-  return testcoursesABC(st, out, flags);
+  return travel_test_abc(st, out, flags);
 }
 
-double get_axe_increment(const State& st, int id) {
+double axis_increment(const State& st, int id) {
   const AxisRecord* rec = record_by_id(st, id);
   return rec != nullptr && rec->kind == kKindRotary ? rec->increment : -1.0;
 }
 
-void set_axe_increment(State& st, int id, double step) {
+void set_axis_increment(State& st, int id, double step) {
   AxisRecord* rec = record_by_id(st, id);
   if (rec != nullptr && rec->kind == kKindRotary) rec->increment = step;
 }
@@ -77,7 +77,7 @@ int get_increment_machine(const State& st, double steps[3]) {
   const int n = listed_count(st);
   for (int i = 0; i < n; ++i) {
     const AxisRecord* rec = listed(st, i);
-    if (rec == nullptr || rec->fixe != 0) continue;
+    if (rec == nullptr || rec->locked != 0) continue;
     const int t = triple_index(*rec);
     if (steps != nullptr && t >= 0) steps[t] = rec->increment;
     if (rec->increment > 0.0) indexed = 1;
@@ -85,7 +85,7 @@ int get_increment_machine(const State& st, double steps[3]) {
   return indexed;
 }
 
-double increment_compute(State& st, const double in_arg[3], const double dir[3], double out[3]) {
+double snap_to_increments(State& st, const double in_arg[3], const double dir[3], double out[3]) {
   const double eps = st.eps;
   const double in[3] = {in_arg[0], in_arg[1], in_arg[2]};
   double want[3] = {dir[0], dir[1], dir[2]};
@@ -98,9 +98,9 @@ double increment_compute(State& st, const double in_arg[3], const double dir[3],
   int free_count = 0;
   for (int i = 0; i < n; ++i) {
     const AxisRecord* rec = listed(st, i);
-    snapshot[i] = rec != nullptr ? rec->fixe : 0;
+    snapshot[i] = rec != nullptr ? rec->locked : 0;
     excluded[i] = snapshot[i];
-    if (rec != nullptr && rec->fixe == 0) ++free_count;
+    if (rec != nullptr && rec->locked == 0) ++free_count;
   }
   // With three free axes the first in list order keeps its value: two axes are enough to aim.
   for (int i = 0; i < n && free_count >= 3; ++i) {
@@ -164,19 +164,19 @@ double increment_compute(State& st, const double in_arg[3], const double dir[3],
             AxisRecord* rec = listed(st, i);
             if (rec == nullptr) continue;
             const int t = triple_index(*rec);
-            if (t >= 0 && !free_flag[t]) rec->fixe = 1;
+            if (t >= 0 && !free_flag[t]) rec->locked = 1;
           }
           const int behaviour = get_increment_behaviour(st);
           set_increment_behaviour(st, 0, -1.0);
-          ijk2abc(st, want, cand, cand);
+          solve_direction(st, want, cand, cand);
           set_increment_behaviour(st, behaviour, -1.0);
           for (int i = 0; i < n; ++i) {
             AxisRecord* rec = listed(st, i);
-            if (rec != nullptr) rec->fixe = snapshot[i];
+            if (rec != nullptr) rec->locked = snapshot[i];
           }
         }
         double e[3];
-        xyz2ijk(st, kOrigin, cand, e);
+        tool_axis_at(st, kOrigin, cand, e);
         if (vnormalize(e, eps) != 0) continue;
         double cr[3];
         vcross(want, e, cr);
@@ -192,8 +192,8 @@ double increment_compute(State& st, const double in_arg[3], const double dir[3],
   return best * 180.0 / kPi;
 }
 
-double increment_deviation_getmax(const State& st) { return st.machine.deviation_max; }
+double largest_increment_deviation(const State& st) { return st.machine.deviation_max; }
 
-void increment_deviation_reset(State& st) { st.machine.deviation_max = 0.0; }
+void reset_increment_deviation(State& st) { st.machine.deviation_max = 0.0; }
 
 }  // namespace k5x

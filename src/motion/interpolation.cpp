@@ -13,8 +13,8 @@ int interpolation(State& st, const double p0[6], const double p1[6], double t, d
     b[k] = p1[k];
   }
   double l0[6], l1[6], l[6];
-  m2l(st, a, l0);
-  m2l(st, b, l1);
+  machine_to_programmed(st, a, l0);
+  machine_to_programmed(st, b, l1);
   // t is not clamped: outside [0, 1] the move is extrapolated.
   const double u = 1.0 - t;
   for (int k = 0; k < 6; ++k) {
@@ -25,10 +25,10 @@ int interpolation(State& st, const double p0[6], const double p1[6], double t, d
   if (st.machine.rtcp == 0) return 0;
   chain_substitution(st, l0, l, out);
   int flags[6];
-  return testcoursesXYZABC(st, out, flags);
+  return travel_test(st, out, flags);
 }
 
-int interpolationtable(State& st, const double p0[6], const double p1[6], int* n,
+int interpolation_table(State& st, const double p0[6], const double p1[6], int* n,
                        double** table) {
   // The endpoints may be rows of the table that is about to be rewritten or moved.
   double a[6], b[6];

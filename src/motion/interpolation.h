@@ -7,7 +7,7 @@
 namespace k5x {
 
 int interpolation(State& st, const double p0[6], const double p1[6], double t, double out[6]);
-int interpolationtable(State& st, const double p0[6], const double p1[6], int* n,
+int interpolation_table(State& st, const double p0[6], const double p1[6], int* n,
                        double** table);
 
 }  // namespace k5x

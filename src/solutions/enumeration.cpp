@@ -39,7 +39,7 @@ bool same_on_present(const double a[3], const double b[3], const bool present[3]
 bool solver_keeps_reference(State& st, const double dir[3], const double r[3],
                             const bool present[3], double tol) {
   double out[3] = {0.0, 0.0, 0.0};
-  ijk2abc(st, dir, r, out);
+  solve_direction(st, dir, r, out);
   return same_on_present(out, r, present, tol);
 }
 
@@ -51,7 +51,7 @@ int free_axis_flags(State& st, const double dir[3], const double s[3], const boo
     double step = 1.0;
     // An indexed axis only takes grid values: probe it a grid step away, not one degree.
     if (get_increment_behaviour(st) != 0) {
-      const double inc = get_axe_increment(st, kIdA + t);
+      const double inc = axis_increment(st, kIdA + t);
       if (inc > step) step = inc;
     }
     const double d = 2.0 * step;
@@ -110,14 +110,14 @@ int enumerate(State& st, const double d[3], double tol, int* count, double** sol
   double seeds[3][12];
   int nseeds[3];
   for (int i = 0; i < 3; ++i) {
-    present[i] = axe_axe(st, kIdA + i) != nullptr;
+    present[i] = axis_direction(st, kIdA + i) != nullptr;
     if (!present[i]) {
       seeds[i][0] = 0.0;
       nseeds[i] = 1;
       continue;
     }
-    double mn = axe_course_minimum(st, kIdA + i);
-    double mx = axe_course_maximum(st, kIdA + i);
+    double mn = travel_minimum(st, kIdA + i);
+    double mx = travel_maximum(st, kIdA + i);
     if (mn < tol - kUnlimitedTravel) mn = -360.0;
     if (mx > kUnlimitedTravel - tol) mx = 360.0;
     nseeds[i] = axis_seeds(mn, mx, tol, seeds[i]);
@@ -127,7 +127,7 @@ int enumerate(State& st, const double d[3], double tol, int* count, double** sol
   // The law retry checks the direction at the middle of the linear travel.
   double mid[3];
   for (int j = 0; j < 3; ++j)
-    mid[j] = (axe_course_minimum(st, kIdX + j) + axe_course_maximum(st, kIdX + j)) / 2.0;
+    mid[j] = (travel_minimum(st, kIdX + j) + travel_maximum(st, kIdX + j)) / 2.0;
 
   const int saved_mode = st.machine.mode;
   int nraw = 0;
@@ -139,21 +139,21 @@ int enumerate(State& st, const double d[3], double tol, int* count, double** sol
           int travel_flags[3];
           set_mode(st, mode);
           double abc[3] = {0.0, 0.0, 0.0};
-          const int r = ijk2abc(st, d, ref, abc);
+          const int r = solve_direction(st, d, ref, abc);
           if (nraw >= kMaxSolutions) continue;  // cannot happen with at most 12 seeds per axis
-          if (r == 0 && testcoursesABC(st, abc, travel_flags) == 0) {
+          if (r == 0 && travel_test_abc(st, abc, travel_flags) == 0) {
             copy3(abc, w.raw[nraw++]);
             continue;
           }
           // The controller may show the angle folded by the axis's value law; that form can lie
           // within travel where the computed one does not.
           double abc2[3];
-          abc2abc_loi(st, ref, abc, abc2);
+          apply_laws(st, ref, abc, abc2);
           double e[3];
-          xyz2ijk(st, mid, abc2, e);
+          tool_axis_at(st, mid, abc2, e);
           vnormalize(e, eps);
           if (std::fabs(e[0] - d[0]) < eps && std::fabs(e[1] - d[1]) < eps &&
-              std::fabs(e[2] - d[2]) < eps && testcoursesABC(st, abc2, travel_flags) == 0)
+              std::fabs(e[2] - d[2]) < eps && travel_test_abc(st, abc2, travel_flags) == 0)
             copy3(abc2, w.raw[nraw++]);
         }
       }
@@ -259,7 +259,7 @@ int axis_seeds(double min, double max, double tol, double out[12]) {
   return n;
 }
 
-int ex_getallabchcpossible(State& st, const double dir[3], int* count, double** solutions,
+int all_solutions(State& st, const double dir[3], int* count, double** solutions,
                            int** flags) {
   if (solutions != nullptr) *solutions = nullptr;
   const double eps = st.eps;
@@ -267,14 +267,14 @@ int ex_getallabchcpossible(State& st, const double dir[3], int* count, double** 
   double d[3] = {dir[0], dir[1], dir[2]};
   vnormalize(d, eps);
   // The direction check of the law retry reads a direction whose length is the tool length.
-  const double saved_length = st.machine.outil;
-  if (saved_length < 100.0) st.machine.outil = 100.0;
+  const double saved_length = st.machine.tool_length;
+  if (saved_length < 100.0) st.machine.tool_length = 100.0;
   const int result = enumerate(st, d, tol, count, solutions, flags);
-  st.machine.outil = saved_length;
+  st.machine.tool_length = saved_length;
   return result;
 }
 
-void ex_abchcpossible_free(State& st) {
+void free_all_solutions(State& st) {
   std::free(st.solutions);
   std::free(st.solution_flags);
   st.solutions = nullptr;
@@ -283,13 +283,13 @@ void ex_abchcpossible_free(State& st) {
   st.flags_capacity = 0;
 }
 
-int ex_getinit_ijk_2_abc_not_hc(State& st, const double dir[3], double abc[3]) {
+int first_in_travel_solution(State& st, const double dir[3], double abc[3]) {
   int count = 0;
   double* list = nullptr;
-  const int n = ex_getallabchcpossible(st, dir, &count, &list, nullptr);
+  const int n = all_solutions(st, dir, &count, &list, nullptr);
   if (n < 1 || list == nullptr) return 0;
   copy3(list, abc);
-  ex_abchcpossible_free(st);
+  free_all_solutions(st);
   return 1;
 }
 

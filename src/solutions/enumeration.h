@@ -9,10 +9,10 @@ namespace k5x {
 // Seeds of one rotary axis with travel [min, max] (already replaced for unlimited travel) and
 // angular tolerance tol; returns how many were written to out (at most 12).
 int axis_seeds(double min, double max, double tol, double out[12]);
-int ex_getallabchcpossible(State& st, const double dir[3], int* count, double** solutions,
+int all_solutions(State& st, const double dir[3], int* count, double** solutions,
                            int** flags);
-void ex_abchcpossible_free(State& st);
-int ex_getinit_ijk_2_abc_not_hc(State& st, const double dir[3], double abc[3]);
+void free_all_solutions(State& st);
+int first_in_travel_solution(State& st, const double dir[3], double abc[3]);
 
 }  // namespace k5x
 

@@ -34,19 +34,19 @@ void copy3(const double a[3], double b[3]) {
 
 // Locks rotary axis k (mod 3) and frees the two others.
 void lock_axis(State& st, int k) {
-  for (int i = 0; i < 3; ++i) axe_fixe_set(st, kIdA + i, 0);
-  axe_fixe_set(st, kIdA + (k % 3), 1);
+  for (int i = 0; i < 3; ++i) set_axis_locked(st, kIdA + i, 0);
+  set_axis_locked(st, kIdA + (k % 3), 1);
 }
 
 void set_travel(State& st, int id, double mn, double mx) {
-  axe_set_course_minimum(st, id, mn);
-  axe_set_course_maximum(st, id, mx);
+  set_travel_minimum(st, id, mn);
+  set_travel_maximum(st, id, mx);
 }
 
 // Cosine between the wanted unit direction and the tool direction at abc, with the direction.
 double direction_match(State& st, const double dir[3], const double abc[3], double e[3]) {
   const double origin[3] = {0.0, 0.0, 0.0};
-  xyz2ijk(st, origin, abc, e);
+  tool_axis_at(st, origin, abc, e);
   vnormalize(e, st.eps);
   return vdot(dir, e);
 }
@@ -113,23 +113,23 @@ int discrete_path(State& st, bool trace, const double D[3], double W[3], double 
       int ok;
       if (mode == 1 || mode == 2) {
         set_travel(st, id, v, v);
-        const int r = ex_getinit_ijk_2_abc_not_hc(st, D, T);
+        const int r = first_in_travel_solution(st, D, T);
         ok = r != 0 ? 0 : -1;
         set_travel(st, id, mn[d], mx[d]);
         if (mode == 2 && r == 0) {
           // Retry with open travel; the result is then judged against the windows.
           for (int k = 0; k < 3; ++k) set_travel(st, kIdA + k, -360.0, 360.0);
           set_travel(st, id, v, v);
-          const int r2 = ex_getinit_ijk_2_abc_not_hc(st, D, T);
+          const int r2 = first_in_travel_solution(st, D, T);
           for (int k = 0; k < 3; ++k) set_travel(st, kIdA + k, mn[k], mx[k]);
           ok = r2;
           if (r2 > 0) {
             int flags[3];
-            ok = testcoursesABC(st, T, flags);
+            ok = travel_test_abc(st, T, flags);
           }
         }
       } else {
-        ok = ijk2abc(st, D, W, T);
+        ok = solve_direction(st, D, W, T);
       }
       if (ok == -1 || ok == 1) continue;
 
@@ -179,7 +179,7 @@ int continuous_path(State& st, bool trace, const double D[3], double W[3], doubl
   // Solves with axis m locked from the reference S; keeps any result the solver calls a solution.
   auto second_lock = [&](int m, const double S[3]) {
     lock_axis(st, m);
-    const int s = ijk2abc(st, D, S, T);
+    const int s = solve_direction(st, D, S, T);
     if (trace)
       std::printf("step 2, lock=%d (%s), cABC0=%d : ( %8.3lf ; %8.3lf ; %8.3lf ), t=%.5lf\n",
                   kIdA + m % 3, kAxisName[m % 3], s, T[0], T[1], T[2], st.eps);
@@ -192,7 +192,7 @@ int continuous_path(State& st, bool trace, const double D[3], double W[3], doubl
   if (mode == 1 || mode == 2) {
     for (int k = 0; k < 3; ++k) {
       lock_axis(st, k);
-      const int r = ex_getinit_ijk_2_abc_not_hc(st, D, W);
+      const int r = first_in_travel_solution(st, D, W);
       if (trace)
         std::printf("direct, lock=%d (%s), nABC0=%d : ( %8.3lf ; %8.3lf ; %8.3lf )\n", k,
                     kAxisName[k], r, W[0], W[0], W[0]);
@@ -206,7 +206,7 @@ int continuous_path(State& st, bool trace, const double D[3], double W[3], doubl
         lock_axis(st, k);
         const double saved_eps = st.eps;
         st.eps = 0.25;
-        const int r = ex_getinit_ijk_2_abc_not_hc(st, D, W);
+        const int r = first_in_travel_solution(st, D, W);
         if (trace)
           std::printf("step 1, lock=%d (%s), nABC0=%d : ( %8.3lf ; %8.3lf ; %8.3lf ), t=%.5lf\n",
                       kIdA + k, kAxisName[k], r, W[0], W[1], W[2], st.eps);
@@ -219,7 +219,7 @@ int continuous_path(State& st, bool trace, const double D[3], double W[3], doubl
   } else {
     for (int j = 0; j < 3; ++j) {
       lock_axis(st, j);
-      const int r = ijk2abc(st, D, W, T);
+      const int r = solve_direction(st, D, W, T);
       if (trace)
         std::printf("direct, lock=%d (%s), cABC0=%d : ( %8.3lf ; %8.3lf ; %8.3lf )\n", j,
                     kAxisName[j], r, W[0], W[0], W[0]);
@@ -233,7 +233,7 @@ int continuous_path(State& st, bool trace, const double D[3], double W[3], doubl
       for (int k = 0; k < 3; ++k) {
         lock_axis(st, k);
         st.eps = t;
-        const int r1 = ijk2abc(st, D, W, T);
+        const int r1 = solve_direction(st, D, W, T);
         if (trace)
           std::printf("step 1, lock=%d (%s), cABC0=%d : ( %8.3lf ; %8.3lf ; %8.3lf ), t=%.5lf\n",
                       kIdA + k, kAxisName[k], r1, T[0], T[1], T[2], st.eps);
@@ -257,7 +257,7 @@ int continuous_path(State& st, bool trace, const double D[3], double W[3], doubl
     double E[3];
     const double c = direction_match(st, D, cand, E);
     int flags[3];
-    const int h = testcoursesABC(st, cand, flags);
+    const int h = travel_test_abc(st, cand, flags);
     if (trace)
       std::printf(
           "ABC[%d]=(%+11.6lf | %+11.6lf | %+11.6lf), IJK=(%+11.8lf | %+11.8lf | %+11.8lf), "
@@ -281,12 +281,12 @@ int continuous_path(State& st, bool trace, const double D[3], double W[3], doubl
 
 }  // namespace
 
-int ex_getabc_3r(State& st, const double dir[3], const double prev[3], double out[3], int mode) {
+int solve_three_rotary(State& st, const double dir[3], const double prev[3], double out[3], int mode) {
   const bool trace = st.silent == 0;
-  if (axe_sens(st, kIdA) == 0 || axe_sens(st, kIdB) == 0 || axe_sens(st, kIdC) == 0) {
+  if (axis_sense(st, kIdA) == 0 || axis_sense(st, kIdB) == 0 || axis_sense(st, kIdC) == 0) {
     if (trace) std::printf("k5x_ex_getabc_3r(%d) : 2r only\n", mode);
-    if (mode == 1 || mode == 2) return ex_getinit_ijk_2_abc_not_hc(st, dir, out);
-    const int r = ijk2abc(st, dir, prev, out);
+    if (mode == 1 || mode == 2) return first_in_travel_solution(st, dir, out);
+    const int r = solve_direction(st, dir, prev, out);
     return r == 0 ? 1 : r;
   }
 
@@ -299,7 +299,7 @@ int ex_getabc_3r(State& st, const double dir[3], const double prev[3], double ou
   double mn[3], mx[3], mid[3];
   for (int i = 0; i < 3; ++i) {
     mn[i] = mx[i] = 0.0;
-    kind[i] = axe_course(st, kIdA + i, &mn[i], &mx[i]);
+    kind[i] = axis_travel(st, kIdA + i, &mn[i], &mx[i]);
     if (trace)
       std::printf("%s[ %8.3lf .. %8.3lf ] / lim=%d\n", i == 0 ? "Courses : " : "          ",
                   mn[i], mx[i], kind[i]);

@@ -7,7 +7,7 @@
 namespace k5x {
 
 // 1 in-travel solution written; a travel code when only out-of-travel ones exist; -1 none.
-int ex_getabc_3r(State& st, const double dir[3], const double prev[3], double out[3], int mode);
+int solve_three_rotary(State& st, const double dir[3], const double prev[3], double out[3], int mode);
 
 }  // namespace k5x
 

@@ -34,7 +34,7 @@ void restore_loaded(State& st, const MachineFacts& f) {
     st.machine.travel_max[k] = f.loaded_max[k];
   }
   for (int i = 0; i < 3; ++i)
-    if (f.has_axis[3 + i]) axe_fixe_set(st, kIdA + i, f.loaded_locked[i]);
+    if (f.has_axis[3 + i]) set_axis_locked(st, kIdA + i, f.loaded_locked[i]);
 }
 
 // The file's tool direction agrees with the CAM sense when it points from the tip towards the
@@ -44,7 +44,7 @@ bool tool_points_to_spindle(const Machine& m) {
   if (m.tool < 0 || m.tool >= m.record_count) return true;
   const AxisRecord& tool = m.records[m.tool];
   double tip[3];
-  vaxpy(tool.point, tool.direction, -m.outil, tip);
+  vaxpy(tool.point, tool.direction, -m.tool_length, tip);
   const double* reference = tool.point;
   for (int cur = tool.previous, guard = 0; cur >= 0 && cur < m.record_count && guard < kMaxRecords;
        cur = m.records[cur].previous, ++guard) {
@@ -74,7 +74,7 @@ MachineFacts read_machine_facts(State& st) {
     f.min[i] = m.travel_min[3 + i];
     f.max[i] = m.travel_max[3 + i];
     f.limited[i] = f.has_axis[3 + i] && f.max[i] < kUnlimited && f.min[i] > -kUnlimited;
-    if (f.has_axis[3 + i]) f.loaded_locked[i] = axe_fixe_get(st, kIdA + i);
+    if (f.has_axis[3 + i]) f.loaded_locked[i] = axis_locked(st, kIdA + i);
   }
   f.travel_tol = m.travel_tol;
   // The solver's first free axis: the first listed rotary axis with an angle that is not locked.
@@ -82,7 +82,7 @@ MachineFacts read_machine_facts(State& st) {
     const int r = m.rotary[i];
     if (r < 0 || r >= m.record_count) continue;
     const AxisRecord& rec = m.records[r];
-    if (rec.kind != kKindRotary || rec.axis < 3 || rec.axis > 5 || rec.fixe != 0) continue;
+    if (rec.kind != kKindRotary || rec.axis < 3 || rec.axis > 5 || rec.locked != 0) continue;
     f.first_free = rec.axis - 3;
     vcopy(rec.direction, f.first_axis);
     vnormalize(f.first_axis, st.eps);
@@ -92,7 +92,7 @@ MachineFacts read_machine_facts(State& st) {
     const int r = m.rotary[i];
     if (r < 0 || r >= m.record_count) continue;
     const AxisRecord& rec = m.records[r];
-    if (rec.kind != kKindRotary || rec.axis < 3 || rec.axis > 5 || rec.fixe != 0) continue;
+    if (rec.kind != kKindRotary || rec.axis < 3 || rec.axis > 5 || rec.locked != 0) continue;
     if (rec.axis - 3 == f.first_free) continue;
     f.second_free = rec.axis - 3;
     break;
@@ -106,7 +106,7 @@ MachineFacts read_machine_facts(State& st) {
     const double zero[3] = {0.0, 0.0, 0.0};
     double abc[3], opposite[3];
     vscale(f.first_axis, -1.0, opposite);
-    if (ijk2abc(st, f.first_axis, zero, abc) != 1 || ijk2abc(st, opposite, zero, abc) != 1)
+    if (solve_direction(st, f.first_axis, zero, abc) != 1 || solve_direction(st, opposite, zero, abc) != 1)
       f.pole = abc[f.second_free];
     else
       f.second_free = -1;
@@ -123,8 +123,8 @@ MachineFacts read_machine_facts(State& st) {
 int solve_nearest(State& st, const MachineFacts& f, const double dir[3], const double prev[3],
                   int mode3r, double abc[3]) {
   vcopy(prev, abc);
-  if (!f.three_rotary) return ijk2abc(st, dir, prev, abc);
-  const int code = ex_getabc_3r(st, dir, prev, abc, mode3r);
+  if (!f.three_rotary) return solve_direction(st, dir, prev, abc);
+  const int code = solve_three_rotary(st, dir, prev, abc, mode3r);
   restore_loaded(st, f);
   return code;
 }
@@ -145,7 +145,7 @@ void solve_all(State& st, const MachineFacts& f, const double dir[3], const doub
     vcopy(st.sol2, second);
     if (f.indexed) {
       // The second branch snapped as the solver snaps the first: solve again from it.
-      base_code[1] = ijk2abc(st, dir, second, base[1]);
+      base_code[1] = solve_direction(st, dir, second, base[1]);
       if (base_code[1] != 1 && !same_angles(base[1], base[0])) bases = 2;
     } else if (!same_angles(second, base[0])) {
       vcopy(second, base[1]);
@@ -203,7 +203,7 @@ void add_held_table(State& st, const MachineFacts& f, const double dir[3], const
                     Candidates* out) {
   double held[2][3];
   // With three free axes the solver holds the one nearest the workpiece at its previous value.
-  if (ijk2abc(st, dir, seed, held[0]) == 1) return;
+  if (solve_direction(st, dir, seed, held[0]) == 1) return;
   vcopy(st.sol2, held[1]);
   for (const double* abc : held) {
     bool duplicate = false;
@@ -219,11 +219,11 @@ void add_held_table(State& st, const MachineFacts& f, const double dir[3], const
 }
 
 void place(State& st, const double point[3], const double abc[3], double xyz[3]) {
-  pts2xyz(st, point, abc, xyz);
+  place_tip(st, point, abc, xyz);
 }
 
 void forward(State& st, const double pos[6], double tip[3], double axis[3]) {
-  xyz2pts(st, pos, pos + 3, tip);
+  tip_at(st, pos, pos + 3, tip);
   // The chain was just evaluated at pos: the tool's local Z seen from the workpiece.
   const Machine& m = st.machine;
   if (m.tool < 0 || m.tool >= kMaxRecords || m.workpiece < 0 || m.workpiece >= kMaxRecords) {
@@ -239,12 +239,12 @@ void forward(State& st, const double pos[6], double tip[3], double axis[3]) {
 }
 
 int travel_code(const State& st, const double pos[6], int flags[6]) {
-  return testcoursesXYZABC(st, pos, flags);
+  return travel_test(st, pos, flags);
 }
 
 int rotary_travel_code(const State& st, const double abc[3]) {
   int flags[3];
-  return testcoursesABC(st, abc, flags);
+  return travel_test_abc(st, abc, flags);
 }
 
 }  // namespace k5x

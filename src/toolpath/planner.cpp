@@ -143,7 +143,7 @@ void Planner::push(const ProgrammedMove& move) {
   if (start_pending_) {
     start_pending_ = false;
     double abc[3] = {seed_[0], seed_[1], seed_[2]};
-    if (ex_getinit_ijk_2_abc_not_hc(st_, h.move.axis, abc) == 1)
+    if (first_in_travel_solution(st_, h.move.axis, abc) == 1)
       vcopy(abc, seed_);
     else
       stats_.start_found = false;
@@ -508,7 +508,7 @@ bool Planner::sweep(const double p0[6], const double p1[6], const double t0[3],
 void Planner::subdivide_formula(const Held& h, const double pos[6]) {
   int n = 1;
   double* table = nullptr;
-  const int r = xyzabc(st_, last_pos_, pos, &n, &table);
+  const int r = subdivide_move(st_, last_pos_, pos, &n, &table);
   if (r == 8 || table == nullptr) {
     ++stats_.subdivide_failed;
     return;

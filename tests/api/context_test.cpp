@@ -35,9 +35,9 @@ TEST_F(Context, ToolLengthRule) {
       {trunnion.c_str(), 0}, {"/nonexistent-dir/machine.k5x", 1}, {broken.c_str(), 12}};
   for (const auto& f : files) {
     for (const auto& r : rows) {
-      st.machine.outil = r[0];
+      st.machine.tool_length = r[0];
       EXPECT_EQ(k5x::ctx_set(st, "c", "m", f.first, "p", origin), f.second) << f.first;
-      EXPECT_EQ(st.machine.outil, r[1]) << f.first << " from " << r[0];
+      EXPECT_EQ(st.machine.tool_length, r[1]) << f.first << " from " << r[0];
     }
   }
 }
@@ -64,10 +64,10 @@ TEST_F(Context, TextsArePrivateCopiesHandedOutByPointer) {
 // stored all the same, and the ones not given are cleared.
 TEST_F(Context, NullArgumentsClearTextsAndKeepTheOrigin) {
   ASSERT_EQ(k5x::ctx_set(st, "c", "m", demo.c_str(), "p", origin), 0);
-  st.machine.outil = 42.0;
+  st.machine.tool_length = 42.0;
   EXPECT_EQ(k5x::ctx_set(st, "ctx", nullptr, nullptr, nullptr, nullptr), -103);
-  EXPECT_STREQ(k5x::name_machine(st), "DemoHead");
-  EXPECT_EQ(st.machine.outil, 42.0);
+  EXPECT_STREQ(k5x::machine_name(st), "DemoHead");
+  EXPECT_EQ(st.machine.tool_length, 42.0);
   char sentinel[] = "untouched";
   out = sentinel;
   EXPECT_EQ(k5x::ctx_get_machine(st, &out), -105);
@@ -89,7 +89,7 @@ TEST_F(Context, ReloadReleasesTheTableAndDirectLoadsLeaveTheStore) {
   const double s[6] = {0, 0, 0, 0, 0, 0}, e[6] = {10, 0, 0, 0, 0, 0};
   int n = 4;
   double* table = nullptr;
-  ASSERT_EQ(k5x::interpolationtable(st, s, e, &n, &table), 0);
+  ASSERT_EQ(k5x::interpolation_table(st, s, e, &n, &table), 0);
   ASSERT_NE(st.table, nullptr);
   EXPECT_EQ(k5x::ctx_set(st, nullptr, nullptr, demo.c_str(), nullptr, nullptr), 0);
   EXPECT_EQ(st.table, nullptr);
@@ -97,7 +97,7 @@ TEST_F(Context, ReloadReleasesTheTableAndDirectLoadsLeaveTheStore) {
   ASSERT_EQ(k5x::ctx_get_machine_data(st, &out), 0);
   EXPECT_EQ(out, demo);
   EXPECT_EQ(k5x::ctx_init(st), 0);
-  EXPECT_STREQ(k5x::name_machine(st), "DemoHead");
+  EXPECT_STREQ(k5x::machine_name(st), "DemoHead");
 }
 
 // The exported functions bind the process-wide store.

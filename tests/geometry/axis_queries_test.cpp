@@ -26,8 +26,8 @@ class AxisQueries : public ::testing::Test {
 // What each query must answer, per identifier from -3 to 7.
 struct Expect {
   int id, type;
-  const char* nom;  // null when missing
-  int previous, nlien, tlien0, tlien1, loi, sens;
+  const char* name;  // null when missing
+  int previous, link_count, tlien0, tlien1, law, sense;
 };
 
 const Expect kExpect[] = {
@@ -47,83 +47,83 @@ const Expect kExpect[] = {
 TEST_F(AxisQueries, EveryIdentifier) {
   for (const Expect& e : kExpect) {
     SCOPED_TRACE(e.id);
-    const bool exists = e.nom != nullptr;
-    EXPECT_EQ(axe_type(st, e.id), e.type);
-    EXPECT_EQ(axe_typeex(st, e.id), exists ? e.id : -100);
-    EXPECT_STREQ(axe_nom(st, e.id), e.nom);  // two nulls compare equal
-    EXPECT_EQ(axe_axe(st, e.id) != nullptr, exists);
-    EXPECT_EQ(axe_point(st, e.id) != nullptr, exists);
-    EXPECT_EQ(axe_color(st, e.id) != nullptr, exists);
-    EXPECT_EQ(axe_previous(st, e.id), e.previous);
-    EXPECT_EQ(axe_nlien(st, e.id), e.nlien);
-    EXPECT_EQ(axe_tlien(st, e.id, 0), e.tlien0);
-    EXPECT_EQ(axe_tlien(st, e.id, 1), e.tlien1);
-    EXPECT_EQ(axe_tlien(st, e.id, 2), -400);
-    EXPECT_EQ(axe_ilien(st, e.id, 2), -1);
-    EXPECT_EQ(axe_ilien(st, e.id, -1), -1);  // unchecked index: must not read outside the links
-    EXPECT_EQ(axe_slien(st, e.id, 2), nullptr);
-    EXPECT_EQ(axe_loi(st, e.id), e.loi);
-    EXPECT_EQ(axe_sens(st, e.id), e.sens);
-    EXPECT_EQ(axe_fixe_get(st, e.id), 0);
+    const bool exists = e.name != nullptr;
+    EXPECT_EQ(axis_type(st, e.id), e.type);
+    EXPECT_EQ(axis_type_ex(st, e.id), exists ? e.id : -100);
+    EXPECT_STREQ(axis_name(st, e.id), e.name);  // two nulls compare equal
+    EXPECT_EQ(axis_direction(st, e.id) != nullptr, exists);
+    EXPECT_EQ(axis_point(st, e.id) != nullptr, exists);
+    EXPECT_EQ(axis_color(st, e.id) != nullptr, exists);
+    EXPECT_EQ(axis_parent(st, e.id), e.previous);
+    EXPECT_EQ(axis_link_count(st, e.id), e.link_count);
+    EXPECT_EQ(axis_link_translation(st, e.id, 0), e.tlien0);
+    EXPECT_EQ(axis_link_translation(st, e.id, 1), e.tlien1);
+    EXPECT_EQ(axis_link_translation(st, e.id, 2), -400);
+    EXPECT_EQ(axis_link(st, e.id, 2), -1);
+    EXPECT_EQ(axis_link(st, e.id, -1), -1);  // unchecked index: must not read outside the links
+    EXPECT_EQ(axis_link_rotation(st, e.id, 2), nullptr);
+    EXPECT_EQ(axis_law(st, e.id), e.law);
+    EXPECT_EQ(axis_sense(st, e.id), e.sense);
+    EXPECT_EQ(axis_locked(st, e.id), 0);
   }
 }
 
 TEST_F(AxisQueries, LinksContentsAndCollisions) {
-  EXPECT_EQ(axe_ilien(st, kIdFrame, 1), 5);
-  EXPECT_EQ(axe_ilien(st, kIdTool, 0), -1);  // j beyond nlien
-  EXPECT_STREQ(axe_slien(st, kIdFrame, 1), "PalletY");
-  EXPECT_STREQ(axe_slien(st, kIdB, 0), "");  // the tool has no name, but exists
-  EXPECT_EQ(axe_point(st, kIdB)[2], 150.0);
-  EXPECT_EQ(axe_axe(st, kIdB)[1], 1.0);
+  EXPECT_EQ(axis_link(st, kIdFrame, 1), 5);
+  EXPECT_EQ(axis_link(st, kIdTool, 0), -1);  // j beyond nlien
+  EXPECT_STREQ(axis_link_rotation(st, kIdFrame, 1), "PalletY");
+  EXPECT_STREQ(axis_link_rotation(st, kIdB, 0), "");  // the tool has no name, but exists
+  EXPECT_EQ(axis_point(st, kIdB)[2], 150.0);
+  EXPECT_EQ(axis_direction(st, kIdB)[1], 1.0);
   // The tool's line named C, X and the frame, C's line Y and the tool: each j from -2 to 6 reads
   // its own flag (no two slots agree on both records), and beyond is 0.
   const int tool[] = {0, 0, 0, 1, 1, 0, 0, 0, 0, 1, 0}, c[] = {0, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0};
   for (int j = -3; j <= 7; ++j) {
-    EXPECT_EQ(axe_collision(st, kIdTool, j), tool[j + 3]) << j;
-    EXPECT_EQ(axe_collision(st, kIdC, j), c[j + 3]) << j;
+    EXPECT_EQ(axis_collisions(st, kIdTool, j), tool[j + 3]) << j;
+    EXPECT_EQ(axis_collisions(st, kIdC, j), c[j + 3]) << j;
   }
-  EXPECT_EQ(axe_collision(st, kIdA, kIdX), 0);
+  EXPECT_EQ(axis_collisions(st, kIdA, kIdX), 0);
 }
 
 TEST_F(AxisQueries, PreviousAndTlienTranslateOddTargets) {
   // A parent index past the record count comes back as it is; so does a parent of unknown kind.
   AxisRecord& x = st.machine.records[1];
   x.previous = 20;
-  EXPECT_EQ(axe_previous(st, kIdX), 20);
+  EXPECT_EQ(axis_parent(st, kIdX), 20);
   x.previous = 2;
   for (int kind : {3, -7}) {
     st.machine.records[2].kind = kind;
-    EXPECT_EQ(axe_previous(st, kIdX), 2) << kind;
-    EXPECT_EQ(axe_tlien(st, kIdX, 0), -400) << kind;  // as a link target: -400
+    EXPECT_EQ(axis_parent(st, kIdX), 2) << kind;
+    EXPECT_EQ(axis_link_translation(st, kIdX, 0), -400) << kind;  // as a link target: -400
   }
-  x.liens[0].ilien = 12;  // a link beyond the count
-  EXPECT_EQ(axe_tlien(st, kIdX, 0), -400);
-  EXPECT_EQ(axe_slien(st, kIdX, 0), nullptr);
+  x.links[0].child = 12;  // a link beyond the count
+  EXPECT_EQ(axis_link_translation(st, kIdX, 0), -400);
+  EXPECT_EQ(axis_link_rotation(st, kIdX, 0), nullptr);
   st.machine.records[2].kind = kKindTool;  // a tool-kind parent is reported by its kind
-  EXPECT_EQ(axe_previous(st, kIdX), -2);
+  EXPECT_EQ(axis_parent(st, kIdX), -2);
 }
 
 TEST_F(AxisQueries, FixeFlagAndInvertedToolAxisTest) {
-  EXPECT_EQ(axe_fixe_set(st, kIdC, 7), 7);
-  EXPECT_EQ(axe_fixe_get(st, kIdC), 7);
-  EXPECT_EQ(axe_fixe_set(st, kIdA, 1), 0);
+  EXPECT_EQ(set_axis_locked(st, kIdC, 7), 7);
+  EXPECT_EQ(axis_locked(st, kIdC), 7);
+  EXPECT_EQ(set_axis_locked(st, kIdA, 1), 0);
   // A proper direction gets 1 and comes back normalised, the tool axis unchanged; a vector that
   // cannot be normalised gets 0 and is copied, as it is, into the tool axis.
   double v[3] = {0, 0, 2}, zero[3] = {0, 0, 0};
-  const double* d = axe_axe(st, kIdTool);
-  EXPECT_EQ(axe_outil(st, v), 1);
+  const double* d = axis_direction(st, kIdTool);
+  EXPECT_EQ(tool_record(st, v), 1);
   EXPECT_EQ(v[2], 1.0);
   EXPECT_EQ(d[2], -1.0);
-  EXPECT_EQ(axe_outil(st, zero), 0);
+  EXPECT_EQ(tool_record(st, zero), 0);
   EXPECT_EQ(d[2], 0.0);
 }
 
 TEST(AxisQueriesEmpty, EverythingMissing) {
   State st;
   double v[3] = {0, 0, 0};
-  EXPECT_EQ(axe_outil(st, v), 1);  // no tool record
-  EXPECT_EQ(axe_type(st, kIdFrame), -100);
-  EXPECT_EQ(axe_previous(st, kIdWorkpiece), -300);
+  EXPECT_EQ(tool_record(st, v), 1);  // no tool record
+  EXPECT_EQ(axis_type(st, kIdFrame), -100);
+  EXPECT_EQ(axis_parent(st, kIdWorkpiece), -300);
 }
 
 }  // namespace

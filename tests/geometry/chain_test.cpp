@@ -23,7 +23,7 @@ class Chain : public ::testing::Test {
   void load(const std::string& text) { ASSERT_EQ(k5x_test::load_text(st, text), 0); }
   void eval(double x, double y, double z, double a, double b, double c) {
     const double q[6] = {x, y, z, a, b, c};
-    machine_eval(st, q);
+    evaluate_chain(st, q);
   }
   const AxisRecord& rec(int id) {
     const AxisRecord* r = record_by_id(st, id);
@@ -59,7 +59,7 @@ TEST_F(Chain, HeadRotationsComposeAndEmptyStateDoesNothing) {
   load(k5x_test::machine_text("DemoHead"));
   // C pivots at z 300, B at z 150 about +Y; the tool sits 150 below B's pivot, along -Z, 50
   // long. C = 90 first turns B's axis from +Y to -X; B = 90 about -X then turns -Z to -Y.
-  st.machine.outil = 50;
+  st.machine.tool_length = 50;
   eval(0, 0, 0, 0, 90, 90);
   expect_vec({0, -150, 150}, rec(kIdTool).origin);
   expect_vec({0, -1, 0}, col(rec(kIdTool).frame, 2).data());
@@ -68,7 +68,7 @@ TEST_F(Chain, HeadRotationsComposeAndEmptyStateDoesNothing) {
   expect_vec({0, -100, 150}, tip);
   State empty;  // nothing loaded: evaluation does nothing, and the tip is the origin
   const double q[6] = {1, 2, 3, 4, 5, 6};
-  machine_eval(empty, q);
+  evaluate_chain(empty, q);
   tool_tip(empty, tip);
   expect_vec({0, 0, 0}, tip, 0);
 }
@@ -114,7 +114,7 @@ TEST_F(Chain, TableAxisTurnsTheWorkpieceTheOtherWay) {
     SCOPED_TRACE(testing::Message() << c.a << " in " << c.b);
     double h[16];
     for (double& x : h) x = 99;
-    EXPECT_EQ(axe_mat(st, c.a, c.b, h), c.code);
+    EXPECT_EQ(axis_matrix(st, c.a, c.b, h), c.code);
     expect_h(h, c.h);
   }
   // The pallet slides along its turned axis (world +X), negated as a workpiece-side axis. Half a
@@ -141,7 +141,7 @@ TEST(AxisMatrix, FrameFromADirection) {
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.v[0] << ", " << c.v[1] << ", " << c.v[2]);
     double h[16];
-    ex_get_axis_matrix(c.v, h);
+    frame_along(c.v, h);
     expect_h(h, c.h);
   }
 }

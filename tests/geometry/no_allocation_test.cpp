@@ -45,17 +45,17 @@ TEST_P(NoAllocation, PerPointPathsDoNotAllocate) {
   for (int rtcp = 0; rtcp <= 2; ++rtcp) {
     k5x::set_rtcp(st, rtcp);
     for (const auto& d : dirs) {
-      k5x::ijk2abc(st, d, prev, abc);
-      k5x::increment_compute(st, abc, d, out);
+      k5x::solve_direction(st, d, prev, abc);
+      k5x::snap_to_increments(st, abc, d, out);
       const double point[3] = {10.0, -5.0, 2.0};
-      k5x::pts2xyz(st, point, abc, xyz);
-      k5x::xyz2pts(st, xyz, abc, p);
-      k5x::xyz2ijk(st, xyz, abc, p);
+      k5x::place_tip(st, point, abc, xyz);
+      k5x::tip_at(st, xyz, abc, p);
+      k5x::tool_axis_at(st, xyz, abc, p);
       const double pos[6] = {xyz[0], xyz[1], xyz[2], abc[0], abc[1], abc[2]};
-      k5x::m2l(st, pos, l);
-      k5x::l2m(st, l, m);
-      k5x::machine2tool(st, pos, out);
-      k5x::testcoursesXYZABC(st, pos, flags);
+      k5x::machine_to_programmed(st, pos, l);
+      k5x::programmed_to_machine(st, l, m);
+      k5x::machine_to_tool(st, pos, out);
+      k5x::travel_test(st, pos, flags);
       k5x::interpolation(st, pos, m, 0.5, out);
       for (int i = 0; i < 3; ++i) prev[i] = abc[i];
     }

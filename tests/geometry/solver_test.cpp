@@ -26,7 +26,7 @@ class Solver : public ::testing::Test {
     return d;
   }
   int solve(const Vec& dir, const Vec& prev) {
-    return k5x::ijk2abc(st, dir.data(), prev.data(), out);
+    return k5x::solve_direction(st, dir.data(), prev.data(), out);
   }
   // Angle in degrees between the wanted direction and the one the chain gives at sol.
   double miss(const double sol[3], const Vec& want) {
@@ -52,7 +52,7 @@ TEST_F(Solver, BothSolutionsReproduceTheDirection) {
   const Vec seeds[] = {{0.0, 0.0, 0.0}, {5.0, -10.0, 20.0}, {-40.0, 70.0, -300.0}};
   for (const auto& p : machines) {
     load(k5x_test::machine_text(p.machine));
-    st.machine.outil = 75.0;  // the direction must not depend on the tool length
+    st.machine.tool_length = 75.0;  // the direction must not depend on the tool length
     for (int mode = 0; mode <= 2; ++mode) {
       st.machine.mode = mode;
       for (const Vec& prev : seeds) {
@@ -109,7 +109,7 @@ TEST_F(Solver, ChoiceBetweenTheTwoSolutions) {
     EXPECT_NEAR(st.sol2[1], -c[3], 1e-9);
   }
   st.machine.mode = 2;
-  st.machine.records[st.machine.letter[4]].sens = -1;  // puts +30 first in that tie
+  st.machine.records[st.machine.letter[4]].sense = -1;  // puts +30 first in that tie
   EXPECT_EQ(solve(want, {0.0, 0.0, 0.0}), 0);
   EXPECT_NEAR(out[1], 30.0, 1e-9);
 }
@@ -130,13 +130,13 @@ TEST_F(Solver, LockedAxesAreHeldAtThePreviousValue) {
   load(k5x_test::machine_text("DemoHead"));
   const double at[3] = {0.0, 40.0, 30.0};
   const Vec want = dir_at(at);
-  st.machine.records[st.machine.letter[5]].fixe = 1;  // C locked: only B moves
+  st.machine.records[st.machine.letter[5]].locked = 1;  // C locked: only B moves
   EXPECT_EQ(solve(want, {0.0, -10.0, 30.0}), 0);
   expect_out({0.0, 40.0, 30.0}, 1e-9);
   EXPECT_EQ(solve(want, {0.0, 0.0, 120.0}), 1);  // B alone cannot reach the direction
   EXPECT_EQ(out[2], 120.0);
   // Both locked: the previous values are the answer, reach and then travel decide.
-  st.machine.records[st.machine.letter[4]].fixe = 1;
+  st.machine.records[st.machine.letter[4]].locked = 1;
   EXPECT_EQ(solve(want, {0.0, 40.0, 30.0}), 0);
   expect_out({0.0, 40.0, 30.0});
   EXPECT_EQ(solve(want, {0.0, 40.0, 31.0}), 1);
@@ -210,7 +210,7 @@ TEST_F(Solver, ThreeFreeAxesHoldTheFirst) {
   EXPECT_EQ(out[2], 25.0);
   EXPECT_LT(miss(out, want), 1e-6);
   for (int i = 0; i < st.machine.rotary_count; ++i)
-    EXPECT_EQ(st.machine.records[st.machine.rotary[i]].fixe, 0);
+    EXPECT_EQ(st.machine.records[st.machine.rotary[i]].locked, 0);
 }
 
 // A shows law 1 (modulo 360, sign of the motion), B law 2 (modulo 360), C law 0 (as computed).
@@ -223,14 +223,14 @@ TEST_F(Solver, ValueLawsFoldAndSign) {
                              {0.0, 360.0, 0.0},    {10.0, -30.0, 330.0}, {10.0, -30.0, -30.0}};
   for (int i = 0; i < 6; ++i) {  // from, to, shown value
     int sign = 7;
-    EXPECT_EQ(k5x::axe_val(st, axes[i], cases[i][0], cases[i][1], &sign), cases[i][2]) << i;
+    EXPECT_EQ(k5x::law_value(st, axes[i], cases[i][0], cases[i][1], &sign), cases[i][2]) << i;
     EXPECT_EQ(sign, signs[i]) << i;
   }
   const double from[3] = {10.0, 10.0, 10.0}, to[3] = {-30.0, -30.0, -400.0};
   const double odd[3] = {1e300, INFINITY, NAN};
-  k5x::abc2abc_loi(st, from, to, out);
+  k5x::apply_laws(st, from, to, out);
   expect_out({-330.0, 330.0, -400.0});
-  k5x::abc2abc_loi(st, from, odd, out);  // returns, whatever the values
+  k5x::apply_laws(st, from, odd, out);  // returns, whatever the values
 }
 
 }  // namespace

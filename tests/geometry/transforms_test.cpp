@@ -25,7 +25,7 @@ class Transforms : public ::testing::Test {
   void load(const std::string& text) { ASSERT_EQ(0, k5x_test::load_text(st, text)); }
   Vec tip(const Vec& xyz, const Vec& abc) {
     Vec p;
-    EXPECT_EQ(0, k5x::xyz2pts(st, xyz.data(), abc.data(), p.data()));
+    EXPECT_EQ(0, k5x::tip_at(st, xyz.data(), abc.data(), p.data()));
     return p;
   }
   State st;
@@ -46,11 +46,11 @@ TEST_P(RoundTrip, ConversionsAndTheirInverses) {
     SCOPED_TRACE(testing::Message() << c[0] << ", " << c[4]);
     const Vec p = {c[0], c[1], c[2]}, abc = {c[3], c[4], c[5]};
     Vec xyz = {0.0, 0.0, 0.0};
-    k5x::pts2xyz(st, p.data(), abc.data(), xyz.data());
+    k5x::place_tip(st, p.data(), abc.data(), xyz.data());
     expect_near(p, tip(xyz, abc).data(), 1e-8);
     double l[6], back[6];
-    EXPECT_EQ(0, k5x::m2l(st, c.data(), l));
-    EXPECT_EQ(0, k5x::l2m(st, l, back));
+    EXPECT_EQ(0, k5x::machine_to_programmed(st, c.data(), l));
+    EXPECT_EQ(0, k5x::programmed_to_machine(st, l, back));
     expect_near(c, back, 1e-8);
   }
 }
@@ -65,12 +65,12 @@ TEST_F(Transforms, HeadRotationMovesTipAndDirection) {
   load(k5x_test::machine_text("DemoHead"));
   const Vec xyz = {10.0, 20.0, 30.0}, b90 = {0.0, 90.0, 0.0}, rest = {0.0, 0.0, 0.0};
   double v[3];
-  EXPECT_EQ(1, k5x::pts2xyz(st, Vec{900.0, 2.0, 3.0}.data(), rest.data(), v));  // X above 800
-  k5x::xyz2ijk(st, xyz.data(), b90.data(), v);  // tool length 0
+  EXPECT_EQ(1, k5x::place_tip(st, Vec{900.0, 2.0, 3.0}.data(), rest.data(), v));  // X above 800
+  k5x::tool_axis_at(st, xyz.data(), b90.data(), v);  // tool length 0
   expect_near(rest, v);
-  st.machine.outil = 10.0;  // the tip moves 10 back up the tool, along +X
+  st.machine.tool_length = 10.0;  // the tip moves 10 back up the tool, along +X
   expect_near(Vec{-130.0, 20.0, 180.0}, tip(xyz, b90).data());
-  k5x::xyz2ijk(st, xyz.data(), b90.data(), v);  // the tool's -Z turned to -X, 10 long
+  k5x::tool_axis_at(st, xyz.data(), b90.data(), v);  // the tool's -Z turned to -X, 10 long
   expect_near(Vec{-10.0, 0.0, 0.0}, v);
 }
 
@@ -85,8 +85,8 @@ TEST_F(Transforms, HeadOffsetAsymmetryBetweenM2lAndMachine2tool) {
     SCOPED_TRACE(rtcp);
     k5x::set_rtcp(st, rtcp);
     double l[6], t[6];
-    k5x::m2l(st, m.data(), l);
-    k5x::machine2tool(st, m.data(), t);
+    k5x::machine_to_programmed(st, m.data(), l);
+    k5x::machine_to_tool(st, m.data(), t);
     expect_near(*expected[rtcp][0], l);
     expect_near(*expected[rtcp][1], t);
   }
@@ -96,16 +96,16 @@ TEST_F(Transforms, SetPieceTakesZFromElementTwelve) {
   load(k5x_test::machine_text("DemoHead"));
   // Rz(90) at (5, 6, 7); element 11 holds a decoy that must not be read.
   const double t[16] = {0, -1, 0, 5, 1, 0, 0, 6, 0, 0, 1, 1000, 7, 0, 0, 1};
-  ASSERT_EQ(0, k5x::set_piece(st, t));
+  ASSERT_EQ(0, k5x::place_workpiece(st, t));
   const k5x::AxisRecord& w = st.machine.records[st.machine.workpiece];
   expect_near(Vec{5.0, 6.0, 7.0}, w.origin);
   expect_near(Vec{5.0, 6.0, 7.0}, w.point);
   expect_near(Vec{20.0, -10.0, 30.0}, tip({15.0, 26.0, 37.0}, {0.0, 0.0, 0.0}).data());
   // Without the frame's second link no link leads to a record without a letter.
-  st.machine.records[w.previous].nlien = 1;
-  EXPECT_EQ(2, k5x::set_piece(st, t));
+  st.machine.records[w.previous].link_count = 1;
+  EXPECT_EQ(2, k5x::place_workpiece(st, t));
   State empty;
-  EXPECT_EQ(1, k5x::set_piece(empty, t));
+  EXPECT_EQ(1, k5x::place_workpiece(empty, t));
 }
 
 // Trunnion: Z offset 250 from the geometry, tool length 100, so the tip is at (x, y, z - 100);
@@ -117,7 +117,7 @@ TEST_F(Transforms, TipAndDirectionInRotatedWorkpiece) {
   expect_near(Vec{-20.0, 10.0, 150.0}, tip(xyz, {0.0, 0.0, 90.0}).data());
   expect_near(Vec{10.0, -150.0, 20.0}, tip(xyz, a90).data());
   double v[3];
-  EXPECT_EQ(0, k5x::xyz2ijk(st, xyz.data(), a90.data(), v));
+  EXPECT_EQ(0, k5x::tool_axis_at(st, xyz.data(), a90.data(), v));
   expect_near(Vec{0.0, -100.0, 0.0}, v);
 }
 
@@ -129,16 +129,16 @@ TEST_F(Transforms, LinearValuesOnAnXZMachine) {
   // The tip at rest is the tool point, so X = 4 - 0.3; Y has no axis and keeps the caller's value.
   const double p[3] = {4.0, 0.0, -9.0}, abc[3] = {0.0, 0.0, 0.0};
   double xyz[3] = {0.0, 123.0, 0.0};
-  EXPECT_EQ(0, k5x::pts2xyz(st, p, abc, xyz));
+  EXPECT_EQ(0, k5x::place_tip(st, p, abc, xyz));
   expect_near(Vec{3.7, 123.0, -9.0}, xyz);
   // Rtcp 1 rebuilds the linear values as F^-1 ((w - pivot) + W l) - F^-1 (tip - pivot), grouped
   // as written: with w.x 0.1, pivot.x 0.3 and l.x 0.2 the rounding of that grouping shows.
   const double t[16] = {1, 0, 0, 0.1, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-  ASSERT_EQ(0, k5x::set_piece(st, t));
+  ASSERT_EQ(0, k5x::place_workpiece(st, t));
   k5x::set_rtcp(st, 1);
   const double l[6] = {0.2, 0.0, 0.0, 0.0, 0.0, 0.0}, w = 0.1, pivot = 0.3, tip_x = 0.3;
   double m[6];
-  EXPECT_EQ(0, k5x::l2m(st, l, m));
+  EXPECT_EQ(0, k5x::programmed_to_machine(st, l, m));
   EXPECT_EQ(((w - pivot) + l[0]) - (tip_x - pivot), m[0]);
 }
 
@@ -174,7 +174,7 @@ TEST_F(Transforms, SubdivisionStepCountsAndBlendedRows) {
     load(k5x_test::machine_text(c.machine));
     k5x::set_rtcp(st, 0);
     int n = c.n_in;
-    EXPECT_EQ(c.code, k5x::xyzabc(st, c.s, c.e, &n, &table));
+    EXPECT_EQ(c.code, k5x::subdivide_move(st, c.s, c.e, &n, &table));
     ASSERT_EQ(c.n_out, n);
     for (int i = 0; i < n; ++i)
       for (int k = 0; k < 6; ++k)
@@ -185,7 +185,7 @@ TEST_F(Transforms, SubdivisionStepCountsAndBlendedRows) {
   double* shared = table;
   int rows = 2;
   EXPECT_EQ(500, st.table_capacity);
-  k5x::interpolationtable(st, rest, b10, &rows, &table);
+  k5x::interpolation_table(st, rest, b10, &rows, &table);
   EXPECT_EQ(shared, table);
   EXPECT_DOUBLE_EQ(5.0, table[4]);
   EXPECT_DOUBLE_EQ(8.0, table[6 * 3 + 5]);

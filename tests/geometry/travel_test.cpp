@@ -61,7 +61,7 @@ TEST_F(Travel, CodesAndFlags) {
     for (const auto& l : c.lim)
       if (l.axis != 0) limit(l.axis, l.lo, l.hi);
     int f[6] = {7, 7, 7, 7, 7, 7};
-    EXPECT_EQ(testcoursesXYZABC(st, c.v, f), c.code);
+    EXPECT_EQ(travel_test(st, c.v, f), c.code);
     for (int i = 0; i < 6; ++i) EXPECT_EQ(f[i], c.flags[i]) << "flag " << i;
   }
 }
@@ -73,7 +73,7 @@ TEST_F(Travel, EachAxisReportsItsOwnNumberAndMissingAxesNone) {
       double v[6] = {0, 0, 0, 0, 0, 0};
       int f[6];
       v[k - 1] = 20 * sign;
-      EXPECT_EQ(testcoursesXYZABC(st, v, f), sign * k);
+      EXPECT_EQ(travel_test(st, v, f), sign * k);
       EXPECT_EQ(f[k - 1], sign * k);
     }
   }
@@ -81,14 +81,14 @@ TEST_F(Travel, EachAxisReportsItsOwnNumberAndMissingAxesNone) {
   st.machine.letter[4] = kNone;
   int f[6] = {3, 3, 3, 3, 3, 3};
   const double v[6] = {0, 50, 0, 0, 50, 0};
-  EXPECT_EQ(testcoursesXYZABC(st, v, f), 0);
+  EXPECT_EQ(travel_test(st, v, f), 0);
   for (int i = 0; i < 6; ++i) EXPECT_EQ(f[i], 0) << i;
 }
 
 TEST_F(Travel, LimitQueriesAndSetters) {
   double lo = 1, hi = 2;
-  EXPECT_EQ(axe_course(st, 0, &lo, &hi), 8);
-  EXPECT_EQ(axe_course(st, 7, &lo, &hi), 8);
+  EXPECT_EQ(axis_travel(st, 0, &lo, &hi), 8);
+  EXPECT_EQ(axis_travel(st, 7, &lo, &hi), 8);
   EXPECT_EQ(lo + hi, 3.0);  // untouched
   // Its own threshold 999999.999: the reset's values are neither limit; a maximum exactly on it
   // is a limit.
@@ -98,19 +98,19 @@ TEST_F(Travel, LimitQueriesAndSetters) {
   } rows[] = {{-1e10, 1e10, 2}, {-5, 1000000, 1}, {-999999.9995, 999999.999, -1}, {-360, 360, 0}};
   for (const auto& r : rows) {
     limit(kIdC, r.lo, r.hi);
-    EXPECT_EQ(axe_course(st, kIdC, &lo, &hi), r.code) << r.lo;
+    EXPECT_EQ(axis_travel(st, kIdC, &lo, &hi), r.code) << r.lo;
     EXPECT_EQ(lo, r.lo);
     EXPECT_EQ(hi, r.hi);
   }
-  EXPECT_EQ(axe_set_course_maximum(st, 7, 5.0), 0.0);
-  EXPECT_EQ(axe_set_course_minimum(st, 0, 5.0), 0.0);
-  EXPECT_EQ(axe_course_maximum(st, 7), 0.0);
-  EXPECT_EQ(axe_course_minimum(st, -1), 0.0);
-  EXPECT_EQ(axe_set_course_maximum(st, kIdZ, 250.0), 1e10);  // the previous value
-  EXPECT_EQ(axe_set_course_minimum(st, kIdB, -45.0), -1e10);
+  EXPECT_EQ(set_travel_maximum(st, 7, 5.0), 0.0);
+  EXPECT_EQ(set_travel_minimum(st, 0, 5.0), 0.0);
+  EXPECT_EQ(travel_maximum(st, 7), 0.0);
+  EXPECT_EQ(travel_minimum(st, -1), 0.0);
+  EXPECT_EQ(set_travel_maximum(st, kIdZ, 250.0), 1e10);  // the previous value
+  EXPECT_EQ(set_travel_minimum(st, kIdB, -45.0), -1e10);
   int f[6];
   const double v[6] = {0, 0, 251, 0, -46, 0};
-  EXPECT_EQ(testcoursesXYZABC(st, v, f), 9);  // and they feed the tests
+  EXPECT_EQ(travel_test(st, v, f), 9);  // and they feed the tests
 }
 
 }  // namespace

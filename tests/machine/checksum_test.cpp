@@ -110,13 +110,13 @@ TEST(MachineChecksumTest, FieldOrderWeightingAndToolLinkFrame) {
   frame.offset = 0.5;
   frame.direction[0] = -1.0;
   frame.collision[6] = 1;
-  frame.nlien = 1;
-  frame.liens[0] = Link{1, {1, 2, 3}, {5, 5, 5, 5, 5, 5, 5, 5, 5}};  // rotation unused: tool child
+  frame.link_count = 1;
+  frame.links[0] = Link{1, {1, 2, 3}, {5, 5, 5, 5, 5, 5, 5, 5, 5}};  // rotation unused: tool child
   AxisRecord& tool = m.records[1];
   record_init(tool);
   tool.kind = kKindTool;
   tool.direction[2] = 1.0;
-  std::memcpy(tool.point, frame.liens[0].translation, sizeof tool.point);
+  std::memcpy(tool.point, frame.links[0].translation, sizeof tool.point);
   tool.previous = 0;
 
   Bytes b;
@@ -148,13 +148,13 @@ TEST(MachineChecksumTest, LoadedMachine) {
   set_mode(st, 0);
   // Moving the workpiece changes modes 1 and 2 only.
   const double moved[16] = {1, 0, 0, 10, 0, 1, 0, 0, 0, 0, 1, 0, 5, 0, 0, 1};
-  ASSERT_EQ(set_piece(st, moved), 0);
+  ASSERT_EQ(place_workpiece(st, moved), 0);
   const uint32_t m1 = checksum_of(st, 1);
   EXPECT_NE(m1, c1);
   EXPECT_EQ(checksum_of(st, 2), m1);
   EXPECT_EQ(checksum_of(st, 3), c3);
   // The rotation of a link to an axis is hashed as stored.
-  st.machine.records[st.machine.letter[5]].liens[0].rotation[0] += 1.0;  // C carries B
+  st.machine.records[st.machine.letter[5]].links[0].rotation[0] += 1.0;  // C carries B
   EXPECT_NE(checksum_of(st, 1), m1);
 }
 

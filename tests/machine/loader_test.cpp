@@ -26,7 +26,7 @@ const std::string kBase =
 
 int index_of(const State& st, const char* name) {
   for (int i = 0; i < st.machine.record_count; ++i)
-    if (std::strcmp(st.machine.records[i].nom, name) == 0) return i;
+    if (std::strcmp(st.machine.records[i].name, name) == 0) return i;
   ADD_FAILURE() << "no record named " << name;
   return 0;
 }
@@ -108,7 +108,7 @@ TEST_F(Loader, BlanksVanishButTabsStay) {
   EXPECT_STREQ(m.name, "Base");
   EXPECT_EQ(m.tolerance, 0.05);
   ASSERT_NE(m.letter[1], kNone);
-  EXPECT_STREQ(m.records[m.letter[1]].nom, "SlideY");
+  EXPECT_STREQ(m.records[m.letter[1]].name, "SlideY");
   ASSERT_EQ(load_base("nommachine = My Mill 2\n"), 0);
   EXPECT_STREQ(m.name, "MyMill2");
 }
@@ -146,11 +146,11 @@ TEST_F(Loader, MissingFieldsReadAsZeroAndExtraFieldsAreIgnored) {
             0);
   expect_vec(m.initial_position, {5, 0, 0}, "initial");
   const AxisRecord& y = m.records[m.letter[1]];
-  EXPECT_STREQ(y.nom, "");
+  EXPECT_STREQ(y.name, "");
   // Missing colours are 0, not the fresh record's 192.
   EXPECT_EQ(std::make_tuple(y.color[0], y.color[1], y.color[2], rec("RZ").color[2]),
             std::make_tuple(0, 0, 0, 3));
-  EXPECT_EQ(std::make_tuple(m.toolchange[5], m.toolchange_flag, m.outil),
+  EXPECT_EQ(std::make_tuple(m.toolchange[5], m.toolchange_flag, m.tool_length),
             std::make_tuple(6.0, 1, 0.0));
 }
 
@@ -199,7 +199,7 @@ TEST_F(Loader, LetterAndNumericDirections) {
   expect_vec(rec("C1").direction, {0, -1, 0}, "C1");
   expect_vec(rec("A1").direction, {0, -1, 0}, "A1");
   expect_vec(rec("Y1").direction, {0, 0.6, 0.8}, "Y1");
-  EXPECT_EQ(std::make_pair(rec("C1").loi, rec("C1").sens), std::make_pair(2, -1));
+  EXPECT_EQ(std::make_pair(rec("C1").law, rec("C1").sense), std::make_pair(2, -1));
 }
 
 // Expected matrices: the identity's columns turned by hand with the right-hand rule.
@@ -226,18 +226,18 @@ TEST_F(Loader, ToolAndWorkpieceLinkRotations) {
                  "axe=AXE_Y,Y\noutil=Y\n"),
             0);
   // d = -Z: u = d x (0,-1,0) = (-1,0,0), v = d x u = (0,1,0).
-  expect_vec(m.records[1].liens[0].rotation, {-1, 0, 0, 0, 1, 0, 0, 0, -1}, "tool -Z");
+  expect_vec(m.records[1].links[0].rotation, {-1, 0, 0, 0, 1, 0, 0, 0, -1}, "tool -Z");
   // a = X, b = Z: n = a x b = -Y, w = n x a = Z.
   expect_vec(m.saved_link.rotation, {1, 0, 0, 0, 0, -1, 0, 1, 0}, "workpiece");
   // Along Y both crosses vanish and u, v stay zero.
-  expect_vec(m.records[5].liens[0].rotation, {0, 0, 0, 0, 0, 1, 0, 0, 0}, "tool Y");
+  expect_vec(m.records[5].links[0].rotation, {0, 0, 0, 0, 0, 1, 0, 0, 0}, "tool Y");
 }
 
 TEST_F(Loader, LinkTranslationsOffsetsAndSavedWorkpiece) {
   std::string text = machine_text("DemoHead");
   ASSERT_EQ(load(text), 0);
-  expect_vec(rec("RamZ").liens[0].translation, {0, 0, 300}, "Z->C");
-  expect_vec(rec("ForkC").liens[0].translation, {0, 0, -150}, "C->B");
+  expect_vec(rec("RamZ").links[0].translation, {0, 0, 300}, "Z->C");
+  expect_vec(rec("ForkC").links[0].translation, {0, 0, -150}, "C->B");
   expect_vec(m.saved_workpiece.point, {0, 0, -500}, "saved point");
   expect_vec(m.saved_link.translation, {0, 0, -500}, "saved link");
   text.replace(text.find("position = 0, 0, 0, 0, 0, 0"), 27, "position = 1, 2, 3, 4, 5, 6");
@@ -257,7 +257,7 @@ TEST_F(Loader, LinkTranslationsOffsetsAndSavedWorkpiece) {
 std::string anchors(const State& st) {
   const Machine& m = st.machine;
   auto name = [&m](int i) {
-    return i == m.tool ? "<tool>" : i == m.workpiece ? "<piece>" : m.records[i].nom;
+    return i == m.tool ? "<tool>" : i == m.workpiece ? "<piece>" : m.records[i].name;
   };
   std::string s = std::string(name(m.tool_head)) + ", " + name(m.table_head) + ":";
   for (int i = 0; i < m.rotary_count; ++i) s += std::string(" ") + name(m.rotary[i]);
@@ -304,7 +304,7 @@ TEST_F(Loader, ALoadResetsTheMachineButNotEpsilon) {
             std::make_tuple(1e-9, 0.05, -1e10, 0u));
   // DemoHead had eight records; the sixth (HeadB) keeps its contents but nothing reaches it.
   EXPECT_EQ(std::make_pair(m.record_count, m.letter[5]), std::make_pair(5, kNone));
-  EXPECT_STREQ(m.records[5].nom, "HeadB");
+  EXPECT_STREQ(m.records[5].name, "HeadB");
 }
 
 }  // namespace

@@ -24,22 +24,22 @@ TEST(ModelTest, RecordNewLinksAtMostTwoChildrenAndNineRecords) {
   Machine& m = st.machine;
   ASSERT_EQ(record_new(st, kNone), 0);
   // A new link must not inherit what an earlier machine left in the slot.
-  m.records[0].liens[0].translation[1] = 7.0;
-  m.records[0].liens[0].rotation[1] = 7.0;
+  m.records[0].links[0].translation[1] = 7.0;
+  m.records[0].links[0].rotation[1] = 7.0;
   EXPECT_EQ(record_new(st, 0), 1);
-  const Link& l = m.records[0].liens[0];
+  const Link& l = m.records[0].links[0];
   EXPECT_EQ(std::vector<double>(l.translation, l.translation + 3), std::vector<double>(3, 0.0));
   EXPECT_EQ(std::vector<double>(l.rotation, l.rotation + 9),
             std::vector<double>({1, 0, 0, 0, 1, 0, 0, 0, 1}));
   EXPECT_EQ(record_new(st, 0), 2);
   // The third child is appended and counted, with its parent set, but not linked.
   EXPECT_EQ(record_new(st, 0), -2);
-  EXPECT_EQ(std::make_tuple(m.record_count, m.records[3].previous, m.records[0].nlien,
-                            m.records[0].liens[1].ilien),
+  EXPECT_EQ(std::make_tuple(m.record_count, m.records[3].previous, m.records[0].link_count,
+                            m.records[0].links[1].child),
             std::make_tuple(4, 0, 2, 2));
   for (int i = 4; i < kMaxRecords; ++i) ASSERT_EQ(record_new(st, i - 1), i);
   EXPECT_EQ(record_new(st, 1), -1);
-  EXPECT_EQ(std::make_pair(m.record_count, m.records[1].nlien), std::make_pair(kMaxRecords, 0));
+  EXPECT_EQ(std::make_pair(m.record_count, m.records[1].link_count), std::make_pair(kMaxRecords, 0));
 }
 
 TEST(ModelTest, RecordByIdCoversOnlyTheNineIdentifiers) {

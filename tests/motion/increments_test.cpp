@@ -22,7 +22,7 @@ class Increments : public ::testing::Test {
   void load(const char* name, double step = -1.0) {
     ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text(name)), 0);
     for (int id = k5x::kIdA; id <= k5x::kIdC && step != -1.0; ++id)
-      k5x::set_axe_increment(st, id, step);
+      k5x::set_axis_increment(st, id, step);
   }
   V3 direction_at(const V3& abc) {  // by the chain
     V3 d;
@@ -30,9 +30,9 @@ class Increments : public ::testing::Test {
     return d;
   }
   double compute(const V3& in, const V3& dir) {
-    return k5x::increment_compute(st, in.data(), dir.data(), out.data());
+    return k5x::snap_to_increments(st, in.data(), dir.data(), out.data());
   }
-  int& fixe(int id) { return k5x::record_by_id(st, id)->fixe; }
+  int& fixe(int id) { return k5x::record_by_id(st, id)->locked; }
   k5x::State st;
   V3 out;
 };
@@ -41,7 +41,7 @@ TEST_F(Increments, ToleranceTakesOnlyPositiveValuesAndOutlivesReloads) {
   load("HeadTable");
   auto settings = [&] {
     return std::make_tuple(k5x::get_increment_behaviour(st), k5x::get_increment_tolerance(st),
-                           k5x::increment_deviation_getmax(st));
+                           k5x::largest_increment_deviation(st));
   };
   k5x::set_increment_behaviour(st, 2, 0.0);
   EXPECT_EQ(settings(), std::make_tuple(2, 0.005, 0.0));
@@ -56,7 +56,7 @@ TEST_F(Increments, MachineReportsContinuousStepsButZeroForFixedOrAbsentAxes) {
   V3 steps = {9.0, 9.0, 9.0};
   EXPECT_EQ(k5x::get_increment_machine(st, steps.data()), 0);
   EXPECT_EQ(steps, (V3{0.0, -1.0, -1.0}));  // no A
-  k5x::set_axe_increment(st, k5x::kIdC, 5.0);
+  k5x::set_axis_increment(st, k5x::kIdC, 5.0);
   fixe(k5x::kIdB) = 1;
   EXPECT_EQ(k5x::get_increment_machine(st, steps.data()), 1);
   EXPECT_EQ(steps, (V3{0.0, 0.0, 5.0}));
@@ -122,7 +122,7 @@ TEST_F(Increments, ThreeRotaryHoldsTheFirstAxisAndReSolvesTheContinuousOne) {
   EXPECT_EQ(out, (V3{10.0, 25.0, 37.0}));  // C not snapped to 35
 
   load("ThreeRotary");
-  k5x::set_axe_increment(st, k5x::kIdB, 5.0);
+  k5x::set_axis_increment(st, k5x::kIdB, 5.0);
   k5x::set_increment_behaviour(st, 1, -1.0);
   EXPECT_LT(compute({0.0, 23.0, 37.0}, direction_at({8.0, 25.0, 37.0})), 1e-6);
   EXPECT_NEAR(out[0], 8.0, 1e-9);
@@ -146,7 +146,7 @@ class Snap : public Increments {
   void SetUp() override { load("IndexedTable"); }
   int solve_at(double b, double c) {
     const V3 want = direction_at({0.0, b, c}), prev = {0.0, b, std::round(c)};
-    return k5x::ijk2abc(st, want.data(), prev.data(), out.data());
+    return k5x::solve_direction(st, want.data(), prev.data(), out.data());
   }
   static double deviation(double b, double dc) {
     return std::asin(std::sin(b * kDeg) * std::sin(dc * kDeg)) / kDeg;
@@ -157,15 +157,15 @@ TEST_F(Snap, AcceptedBelowTheToleranceRefusedAtIt) {
   ASSERT_NEAR(deviation(30.0, 0.008), 0.004, 1e-6);
   EXPECT_EQ(std::make_pair(solve_at(30.0, 10.008), out[2]), std::make_pair(0, 10.0));
   EXPECT_NEAR(out[1], 30.0, 1e-3);
-  const double dev = k5x::increment_deviation_getmax(st);
+  const double dev = k5x::largest_increment_deviation(st);
   EXPECT_NEAR(dev, deviation(30.0, 0.008), 1e-9);
   EXPECT_EQ(std::make_pair(solve_at(30.0, 20.001), out[2]), std::make_pair(0, 20.0));
-  EXPECT_EQ(k5x::increment_deviation_getmax(st), dev);  // a smaller deviation keeps the maximum
-  k5x::increment_deviation_reset(st);
+  EXPECT_EQ(k5x::largest_increment_deviation(st), dev);  // a smaller deviation keeps the maximum
+  k5x::reset_increment_deviation(st);
   k5x::set_increment_behaviour(st, 1, dev);
   EXPECT_EQ(solve_at(30.0, 10.008), 0);
   EXPECT_NEAR(out[2], 10.008, 1e-9);
-  EXPECT_EQ(k5x::increment_deviation_getmax(st), 0.0);
+  EXPECT_EQ(k5x::largest_increment_deviation(st), 0.0);
   k5x::set_increment_behaviour(st, 0, 1.0);  // behaviour 0 does not even look
   solve_at(30.0, 10.008);
   EXPECT_NEAR(out[2], 10.008, 1e-9);
@@ -176,15 +176,15 @@ TEST_F(Snap, BehaviourTwoAlwaysSnapsLowerFirstOnATie) {
   EXPECT_NEAR(out[2], 32.5, 1e-9);
   k5x::set_increment_behaviour(st, 2, -1.0);
   EXPECT_EQ(std::make_pair(solve_at(40.0, 32.5), out[2]), std::make_pair(0, 30.0));  // a tie
-  EXPECT_NEAR(k5x::increment_deviation_getmax(st), deviation(40.0, 2.5), 1e-9);
+  EXPECT_NEAR(k5x::largest_increment_deviation(st), deviation(40.0, 2.5), 1e-9);
   // Without a tool length no candidate has a direction: the search gives 180 with the input
   // unchanged, and behaviour 2 takes both.
-  k5x::increment_deviation_reset(st);
+  k5x::reset_increment_deviation(st);
   const V3 want = direction_at({0.0, 40.0, 32.5}), prev = {0.0, 40.0, 32.0};
-  st.machine.outil = 0.0;
-  k5x::ijk2abc(st, want.data(), prev.data(), out.data());
+  st.machine.tool_length = 0.0;
+  k5x::solve_direction(st, want.data(), prev.data(), out.data());
   EXPECT_NEAR(out[2], 32.5, 1e-9);
-  EXPECT_EQ(k5x::increment_deviation_getmax(st), 180.0);
+  EXPECT_EQ(k5x::largest_increment_deviation(st), 180.0);
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ TEST_F(Linear, EndpointsExactExtrapolationAndTravelTestedByTheTableOnly) {
   EXPECT_EQ(v6(out), (V6{70, 40, -30, 0, 180, 130}));
   int n = 4;  // B at -120, -40, 40 and 120: out below first, above last
   const double from[6] = {10.0, -20.0, 30.0, 0.0, -200.0, 40.0};
-  EXPECT_EQ(-5, k5x::interpolationtable(st, from, p1, &n, &table));
+  EXPECT_EQ(-5, k5x::interpolation_table(st, from, p1, &n, &table));
   ASSERT_EQ(4, n);
   for (int i = 0; i < 4; ++i)
     EXPECT_EQ(v6(table + 6 * i), (V6{20.0 + 10 * i, -10.0 + 10 * i, 20.0 - 10 * i, 0,
@@ -50,21 +50,21 @@ TEST_F(Linear, EndpointsExactExtrapolationAndTravelTestedByTheTableOnly) {
 TEST_F(Linear, TableBuffer) {
   for (int given : {0, -7}) {  // one row, the end position
     int n = given;
-    k5x::interpolationtable(st, p0, p1, &n, &table);
+    k5x::interpolation_table(st, p0, p1, &n, &table);
     ASSERT_EQ(1, n);
     EXPECT_EQ(v6(table), v6(p1));
   }
   int n = 6;
-  k5x::interpolationtable(st, p0, p1, &n, &table);
+  k5x::interpolation_table(st, p0, p1, &n, &table);
   double* first = table;
   const V6 tail = v6(table + 6 * 4);
   n = 2;  // a smaller count reuses the buffer and writes only its rows
-  k5x::interpolationtable(st, p0, p0, &n, &table);
+  k5x::interpolation_table(st, p0, p0, &n, &table);
   EXPECT_EQ(first, table);
   EXPECT_EQ(v6(table + 6), v6(p0));
   EXPECT_EQ(v6(table + 6 * 4), tail);
   n = 300;  // an endpoint handed back from the table itself stays valid while the table grows
-  k5x::interpolationtable(st, table + 6, p1, &n, &table);
+  k5x::interpolation_table(st, table + 6, p1, &n, &table);
   EXPECT_DOUBLE_EQ(p0[0] + (p1[0] - p0[0]) / 300.0, table[0]);
   EXPECT_EQ(v6(table + 6 * 299), v6(p1));
 }
@@ -81,7 +81,7 @@ TEST_F(Linear, AllocationFailureGivesCodeEight) {
         setrlimit(RLIMIT_AS, &lim);
         int n = 100000000;
         double* t = out;  // any non-null value, to see that it is cleared
-        const int code = k5x::interpolationtable(st, p0, p1, &n, &t);
+        const int code = k5x::interpolation_table(st, p0, p1, &n, &t);
         std::exit(code == 8 && n == 0 && t == nullptr && st.table_capacity == 0 ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
@@ -115,7 +115,7 @@ TEST(Substitution, RotaryRunsRebuiltFromTheStart) {
     double out[6], *table = nullptr;
     int n = 2;
     k5x::interpolation(st, p0, r.p1, 0.5, out);
-    k5x::interpolationtable(st, p0, r.p1, &n, &table);
+    k5x::interpolation_table(st, p0, r.p1, &n, &table);
     for (int k = 0; k < 3; ++k) EXPECT_NEAR(r.expected[k], out[k], 1e-9) << "value " << k;
     for (int k = 0; k < 3; ++k) EXPECT_NEAR(r.expected[k], table[k], 1e-9) << "row 0, " << k;
   }
@@ -136,9 +136,9 @@ TEST(RtcpBlend, PositionsAndTableRowsFollowTheLine) {
     ASSERT_EQ(0, k5x_test::load_text(st, k5x_test::machine_text(c.machine)));
     k5x::set_rtcp(st, c.rtcp);
     auto tip = [&](const double m[6], double at[3]) {  // workpiece coordinates under rtcp 1
-      k5x::machine_eval(st, m);
+      k5x::evaluate_chain(st, m);
       k5x::tool_tip(st, at);
-      if (c.rtcp == 1) k5x::xyz2pts(st, m, m + 3, at);
+      if (c.rtcp == 1) k5x::tip_at(st, m, m + 3, at);
     };
     double a[3], b[3], got[3], out[6], *table = nullptr;
     tip(c.p0, a);
@@ -153,10 +153,10 @@ TEST(RtcpBlend, PositionsAndTableRowsFollowTheLine) {
       expect_on_line(out, t);
     }
     int n = 5;
-    k5x::interpolationtable(st, c.p0, c.p1, &n, &table);
+    k5x::interpolation_table(st, c.p0, c.p1, &n, &table);
     for (int i = 0; i < n; ++i) expect_on_line(table + 6 * i, (i + 1) / 5.0);
     n = 1;  // the subdivision rebuilds its rows the same way
-    k5x::xyzabc(st, c.p0, c.p1, &n, &table);
+    k5x::subdivide_move(st, c.p0, c.p1, &n, &table);
     for (int i = 0; i < n; ++i) expect_on_line(table + 6 * i, (i + 1) / static_cast<double>(n));
   }
 }

@@ -51,7 +51,7 @@ class Enumeration : public ::testing::Test {
   void load(const std::string& text) { ASSERT_EQ(k5x_test::load_text(st, text), 0); }
   int all(const double dir[3], int** flags = nullptr, int entry = 0) {
     count = entry;
-    return k5x::ex_getallabchcpossible(st, dir, &count, &list, flags);
+    return k5x::all_solutions(st, dir, &count, &list, flags);
   }
   // The first n solutions, each checked against the direction (by the chain) and the travel,
   // rounded to 1e-6 degrees and sorted.
@@ -142,21 +142,21 @@ TEST_F(Enumeration, FlaggedEntriesDifferingOnTheOtherAxesAreDroppedToo) {
 TEST_F(Enumeration, FoldedRetryComesFirstAtZeroToolLength) {
   load(head_table("coursemaximum = AXE_C, 360\ncourseminimum = AXE_C, 0\n",
                   "rotation = AXE_C, Z, 2, 1, 0, 0, 0, Table C\n"));
-  ASSERT_EQ(st.machine.outil, 0.0);
+  ASSERT_EQ(st.machine.tool_length, 0.0);
   const double target[3] = {0.0, 30.0, -30.0};
   double dir[3], abc[3];
   k5x_test::chain_tool_direction(st, target, dir);
-  ASSERT_EQ(k5x::ex_getinit_ijk_2_abc_not_hc(st, dir, abc), 1);
+  ASSERT_EQ(k5x::first_in_travel_solution(st, dir, abc), 1);
   EXPECT_NEAR(abc[1], 30.0, 1e-9);
   EXPECT_NEAR(abc[2], 330.0, 1e-9);
-  EXPECT_EQ(st.machine.outil, 0.0);
+  EXPECT_EQ(st.machine.tool_length, 0.0);
 }
 
 // The tool length (0 here, raised during the call) and the mode come back on every path. The
 // flag buffer keeps its own size while calls without flags grow the solution buffer alone.
 TEST_F(Enumeration, CountBuffersAndSettings) {
   load(k5x_test::machine_text("DemoHead"));
-  st.machine.outil = 0.0;
+  st.machine.tool_length = 0.0;
   st.machine.mode = 2;
   ASSERT_EQ(all(kDown, &flags), 1);
   for (const int entry : {6000, 4, 20}) {
@@ -164,16 +164,16 @@ TEST_F(Enumeration, CountBuffersAndSettings) {
     EXPECT_EQ(count, entry > 5184 ? 5184 : std::max(entry, 9));
     ASSERT_NE(list, nullptr);
     EXPECT_EQ(list[1], 0.0);  // filled even with -1
-    EXPECT_EQ(st.machine.outil, 0.0);
+    EXPECT_EQ(st.machine.tool_length, 0.0);
     EXPECT_EQ(st.machine.mode, 2);
   }
   const double tilted_down[3] = {kTilted[0], kTilted[1], -kTilted[2]};
   const int n = all(tilted_down, &flags);  // no free axis: several entries with flags
   ASSERT_GT(n, 1);  // the flag buffer grew with it (the sanitizer build sees any overflow)
-  k5x::ex_abchcpossible_free(st);
+  k5x::free_all_solutions(st);
   EXPECT_TRUE(st.solutions == nullptr && st.solution_flags == nullptr);
   EXPECT_EQ(st.solutions_capacity, 0);
-  k5x::ex_abchcpossible_free(st);  // twice is harmless
+  k5x::free_all_solutions(st);  // twice is harmless
 }
 
 // The initial solution is the mode-0 answer from the first seeds (0 on each axis): of the two
@@ -182,7 +182,7 @@ TEST_F(Enumeration, CountBuffersAndSettings) {
 TEST_F(Enumeration, InitialSolutionIsTheFirstInTravel) {
   load(k5x_test::machine_text("HeadTable"));
   V3 abc = {1.0, 2.0, 3.0};
-  ASSERT_EQ(k5x::ex_getinit_ijk_2_abc_not_hc(st, kTilted, abc.data()), 1);
+  ASSERT_EQ(k5x::first_in_travel_solution(st, kTilted, abc.data()), 1);
   EXPECT_NEAR(abc[1], 30.0, 1e-9);
   EXPECT_NEAR(abc[2], 30.0, 1e-9);
   EXPECT_EQ(st.solutions, nullptr);  // released after use
@@ -190,7 +190,7 @@ TEST_F(Enumeration, InitialSolutionIsTheFirstInTravel) {
   EXPECT_EQ(count, 0);
   EXPECT_TRUE(list != nullptr && flags != nullptr);
   const V3 before = abc;
-  EXPECT_EQ(k5x::ex_getinit_ijk_2_abc_not_hc(st, kDown, abc.data()), 0);
+  EXPECT_EQ(k5x::first_in_travel_solution(st, kDown, abc.data()), 0);
   EXPECT_EQ(abc, before);
 }
 

@@ -30,7 +30,7 @@ class ThreeRotary : public ::testing::Test {
   int solve(int mode, const double prev[3] = nullptr) {
     const double zero[3] = {0.0, 0.0, 0.0};
     testing::internal::CaptureStdout();
-    const int r = k5x::ex_getabc_3r(st, dir, prev ? prev : zero, out, mode);
+    const int r = k5x::solve_three_rotary(st, dir, prev ? prev : zero, out, mode);
     trace = "\n" + testing::internal::GetCapturedStdout();  // every line starts after a newline
     return r;
   }
@@ -53,8 +53,8 @@ class ThreeRotary : public ::testing::Test {
     EXPECT_TRUE(k5x_test::within_rotary_travel(st, out));
   }
   std::vector<int> locks() const {
-    return {k5x::axe_fixe_get(st, k5x::kIdA), k5x::axe_fixe_get(st, k5x::kIdB),
-            k5x::axe_fixe_get(st, k5x::kIdC)};
+    return {k5x::axis_locked(st, k5x::kIdA), k5x::axis_locked(st, k5x::kIdB),
+            k5x::axis_locked(st, k5x::kIdC)};
   }
   k5x::State st;
   std::string trace;

@@ -277,7 +277,7 @@ TEST(GcodeWriter, ProgramsLandOnTheProgrammedPath) {
         x[k] = part == 0 ? b.axes[k]
                          : blocks[i / 4 - 1].axes[k] + (b.axes[k] - blocks[i / 4 - 1].axes[k]) * part / 4.0;
       double tip[3];
-      k5x::xyz2pts(st, x, x + 3, tip);
+      k5x::tip_at(st, x, x + 3, tip);
       // Distance to the programmed polyline, searched forward from the last segment.
       auto distance = [&](std::size_t s) {
         const double* a = r.moves[s].point;

@@ -46,7 +46,7 @@ TEST_P(Candidates, AreTheInTravelSolutionsTheEnumerationLists) {
       k5x::solve_all(st, facts, dir, seed, 0, &cand);
       int count = 0;
       double* listed = nullptr;
-      k5x::ex_getallabchcpossible(st, dir, &count, &listed, nullptr);
+      k5x::all_solutions(st, dir, &count, &listed, nullptr);
       std::vector<double> all(listed, listed + 3 * (count > 0 ? count : 0));
       for (int j = 0; j < cand.count; ++j) {
         if (!cand.in_travel[j]) continue;
@@ -150,7 +150,7 @@ TEST(Planner, KeepsALongPathInTravelAcrossWindows) {
     ASSERT_EQ(p.index, programmed) << "a move delivered twice or lost";
     const k5x::ProgrammedMove& m = moves[programmed++];
     double tip[3], dir[3];
-    k5x::xyz2pts(st, p.axes, p.axes + 3, tip);
+    k5x::tip_at(st, p.axes, p.axes + 3, tip);
     k5x_test::chain_tool_direction(st, p.axes + 3, dir);
     for (int k = 0; k < 3; ++k) {
       EXPECT_NEAR(tip[k], m.point[k], 1e-6) << "line " << p.line;
