@@ -4,6 +4,7 @@
 
 #include "api/context.h"
 #include "api/global_state.h"
+#include "cpp/machine_impl.h"
 #include "geometry/axis_queries.h"
 #include "geometry/chain.h"
 #include "geometry/solver.h"
@@ -18,9 +19,10 @@
 
 namespace k5x {
 
+// The one process-wide machine of the C functions: the only global of the library.
 State& global_state() {
-  static State state;
-  return state;
+  static Machine machine;
+  return machine.impl().st;
 }
 
 }  // namespace k5x

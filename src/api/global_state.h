@@ -1,4 +1,5 @@
-// The one process-wide state that the exported functions bind. Only src/api/ includes this.
+// The state of the one process-wide k5x::Machine that the exported functions bind. Only
+// src/api/ includes this.
 #ifndef K5X_API_GLOBAL_STATE_H
 #define K5X_API_GLOBAL_STATE_H
 

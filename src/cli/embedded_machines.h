@@ -5,13 +5,11 @@
 #include <functional>
 #include <string>
 
+#include "cpp/embedded.h"
+
 namespace k5x_cli {
 
-struct EmbeddedMachine {
-  const char* name;         // as given on the command line
-  const char* description;  // one line for --help
-  const char* text;         // the machine definition file
-};
+using EmbeddedMachine = k5x::EmbeddedMachine;
 
 // All embedded machines; the first is the default.
 const EmbeddedMachine* embedded_machines(int* count);

@@ -8,7 +8,7 @@ namespace k5x {
 
 void evaluate_chain(State& st, const double q[6]) {
   if (q == nullptr) return;
-  Machine& m = st.machine;
+  Model& m = st.machine;
   int count = m.record_count;
   if (count > kMaxRecords) count = kMaxRecords;
   // One pass in table order: every record comes after its parent, so the parent's links have

@@ -44,7 +44,7 @@ double wrap_loose(double value, double ref) {
 }
 
 // Angle index (0..2 for A..C) of a listed rotary axis, or -1 when it cannot take part.
-int angle_index(const Machine& m, int list_pos) {
+int angle_index(const Model& m, int list_pos) {
   const int r = m.rotary[list_pos];
   if (r < 0 || r >= m.record_count) return -1;
   const AxisRecord& rec = m.records[r];
@@ -74,7 +74,7 @@ double solve_first_axis(const double d1[3], const double t[3], double prev_f1, d
 }  // namespace
 
 int solve_orientation(State& st, const double ijk[3], const double prev_in[3], double out[3]) {
-  const Machine& m = st.machine;
+  const Model& m = st.machine;
   const double eps = st.eps;
   if (m.record_count <= 0) {
     std::fputs("k5x_ijk2abc, uninitialised/empty machine, exit(1)\n", stdout);

@@ -84,7 +84,7 @@ double line_distance(const double p[3], const double o[3], const double d[3]) {
 // Raises r[letter] to the distance of the current tool tip from each rotary axis: head axes
 // measured from the line through the tool head, table axes from the line through the table head.
 void raise_radii(const State& st, double r[6]) {
-  const Machine& m = st.machine;
+  const Model& m = st.machine;
   double tip[3];
   tool_tip(st, tip);
   int head_run[kMaxRecords];
@@ -146,7 +146,7 @@ int tool_axis_at(State& st, const double xyz[3], const double abc[3], double out
 int place_tip(State& st, const double p[3], const double abc[3], double xyz[3]) {
   const double point[3] = {p[0], p[1], p[2]};
   evaluate(st, kZero3, abc);
-  const Machine& m = st.machine;
+  const Model& m = st.machine;
   double target[3];
   m3apply(frame_of(st, m.workpiece), point, target);
   vadd(origin_of(st, m.workpiece), target, target);
@@ -198,7 +198,7 @@ int programmed_to_machine(State& st, const double l[6], double m[6]) {
   for (int k = 0; k < 6; ++k) m[k] = q[k];
   const int rtcp = st.machine.rtcp;
   if (rtcp == 0) return 0;
-  const Machine& mc = st.machine;
+  const Model& mc = st.machine;
   double finv[9];
   if (rtcp == 2) {
     evaluate(st, q, q + 3);
@@ -244,7 +244,7 @@ double* table_reserve(State& st, int n) {
 }
 
 void chain_substitution(State& st, const double l0[6], double l[6], double row[6]) {
-  const Machine& m = st.machine;
+  const Model& m = st.machine;
   int run[kMaxRecords];
   int count = rotary_run(st, m.tool_head, run);
   for (int i = 0; i < count; ++i) {
@@ -322,7 +322,7 @@ int subdivide_move(State& st, const double s[6], const double e[6], int* n, doub
 }
 
 int place_workpiece(State& st, const double t[16]) {
-  Machine& m = st.machine;
+  Model& m = st.machine;
   if (!valid_record(m.workpiece)) return 1;
   AxisRecord& w = m.records[m.workpiece];
   if (!valid_record(w.previous)) return 2;

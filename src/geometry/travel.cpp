@@ -13,7 +13,7 @@ constexpr double kCourseNoLimit = 999999.999;
 // Flag of axis k (1..6) for value v: 0 inside or absent, +k above, -k below.
 int test_axis(const State& st, int k, double v, double sentinel) {
   if (record_index_by_id(st, k) < 0) return 0;
-  const Machine& m = st.machine;
+  const Model& m = st.machine;
   const double hi = m.travel_max[k - 1];
   const double lo = m.travel_min[k - 1];
   const double t = m.travel_tol;

@@ -99,7 +99,7 @@ bool host_is_little_endian() {
 int machine_checksum(State& st, int mode, uint32_t* checksum) {
   if (checksum != nullptr) *checksum = 0;
   if (mode < 1 || mode > 3) return 0;
-  const Machine& m = st.machine;
+  const Model& m = st.machine;
   uint32_t h = checksum_update(0, nullptr, 0);
   const void* end = std::memchr(m.name, '\0', sizeof m.name);
   const std::size_t name_length =

@@ -305,7 +305,7 @@ int apply_link(State& st, LoadContext& ctx, const char* line, std::size_t* pos) 
   char field[kNameSize];
   next_field(line, pos, field, sizeof field, true);
   if (axis_id_by_name(field) != kIdFrame) return kLoadBadLink;
-  const Machine& m = st.machine;
+  const Model& m = st.machine;
   for (int i = 0; i < m.record_count; ++i) {
     if (m.records[i].kind == kKindFrame) {
       ctx.current = i;
@@ -342,7 +342,7 @@ int apply_collision(State& st, const char* line, std::size_t* pos) {
   char field[kNameSize];
   next_field(line, pos, field, sizeof field, true);
   const int id = axis_id_by_name(field);
-  Machine& m = st.machine;
+  Model& m = st.machine;
   int target = kNone;
   if (id != kIdUnknown)
     for (int i = 0; i < m.record_count; ++i)
@@ -381,7 +381,7 @@ void apply_increment(State& st, const char* line, std::size_t* pos, int* code) {
     return;
   }
   if (id < kIdA || id > kIdC) return;
-  Machine& m = st.machine;
+  Model& m = st.machine;
   if (!(step > st.eps)) {
     set_increment_behaviour(st, 1, -1.0);
     return;
@@ -403,7 +403,7 @@ int apply_line(State& st, LoadContext& ctx, const char* line) {
   std::size_t pos = 0;
   char keyword[kNameSize];
   if (next_field(line, &pos, keyword, sizeof keyword, true) == 0) return 0;
-  Machine& m = st.machine;
+  Model& m = st.machine;
   int code = 0;
   double v[6];
   const Keyword kw = keyword_of(keyword);
@@ -511,7 +511,7 @@ void store_path(State& st, const char* path) {
 // Translations of every link, anchors, heads, workpiece-side factors and the rotary list.
 // Returns false when the frame, tool or workpiece is missing.
 bool derive_anchors(State& st) {
-  Machine& m = st.machine;
+  Model& m = st.machine;
   AxisRecord* rec = m.records;
   for (int i = 1; i < m.record_count; ++i)
     if (Link* l = link_to(st, rec[i].previous, i)) vsub(rec[rec[i].previous].point, rec[i].point,
@@ -565,17 +565,28 @@ bool derive_anchors(State& st) {
 }  // namespace
 
 FileRead read_machine_file(State& st, const char* path) {
+  return read_machine(st, path, nullptr, 0);
+}
+
+FileRead read_machine_text(State& st, const char* text, std::size_t size) {
+  return read_machine(st, "", text != nullptr ? text : "", text != nullptr ? size : 0);
+}
+
+FileRead read_machine(State& st, const char* path, const char* text, std::size_t size) {
   FileRead out;
   store_path(st, path);
   machine_reset(st);
-  Machine& m = st.machine;
+  Model& m = st.machine;
   vzero(m.toolchange, 6);
   m.toolchange_flag = 0;
   out.code = kLoadCannotOpen;
   if (path == nullptr) return out;
   apply_environment(st);
 
-  std::FILE* f = std::fopen(path, "r");
+  // Text is read through a stream over it, line by line like a file.
+  std::FILE* f = text != nullptr ? (size > 0 ? fmemopen(const_cast<char*>(text), size, "r")
+                                             : std::tmpfile())
+                                 : std::fopen(path, "r");
   if (f == nullptr) return out;
   LoadContext ctx;
   int code = 0;
@@ -594,7 +605,7 @@ FileRead read_machine_file(State& st, const char* path) {
 }
 
 void apply_offsets(State& st, const double position[6]) {
-  Machine& m = st.machine;
+  Model& m = st.machine;
   for (int i = 0; i < m.record_count; ++i) {
     AxisRecord& r = m.records[i];
     if ((r.kind == kKindRotary || r.kind == kKindLinear) && r.axis >= 0 && r.axis < 6)
@@ -603,7 +614,7 @@ void apply_offsets(State& st, const double position[6]) {
 }
 
 void save_workpiece(State& st) {
-  Machine& m = st.machine;
+  Model& m = st.machine;
   m.saved_workpiece = m.records[m.workpiece];
   if (const Link* l = link_to(st, m.records[m.workpiece].previous, m.workpiece)) {
     m.saved_link = *l;

@@ -18,6 +18,10 @@ struct FileRead {
   double position[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
 };
 FileRead read_machine_file(State& st, const char* path);
+// The same from a definition in memory (the stored path is then empty).
+FileRead read_machine_text(State& st, const char* text, std::size_t size);
+// Either: from text when it is not null, else from the file at path.
+FileRead read_machine(State& st, const char* path, const char* text, std::size_t size);
 // Sets each axis record's offset from the position its geometry is drawn at.
 void apply_offsets(State& st, const double position[6]);
 // Keeps the workpiece record and its parent's link as loaded, for the workpiece placement.

@@ -58,7 +58,7 @@ void record_init(AxisRecord& r) {
 }
 
 void machine_reset(State& st) {
-  Machine& m = st.machine;
+  Model& m = st.machine;
   for (int i = 0; i < 6; ++i) {
     m.travel_max[i] = 1e10;
     m.travel_min[i] = -1e10;
@@ -84,7 +84,7 @@ void machine_reset(State& st) {
 }
 
 int record_new(State& st, int parent) {
-  Machine& m = st.machine;
+  Model& m = st.machine;
   if (m.record_count >= kMaxRecords) return -1;
   const int index = m.record_count++;
   AxisRecord& r = m.records[index];
@@ -99,7 +99,7 @@ int record_new(State& st, int parent) {
 }
 
 int record_index_by_id(const State& st, int id) {
-  const Machine& m = st.machine;
+  const Model& m = st.machine;
   switch (id) {
     case kIdTool:
       return m.tool;

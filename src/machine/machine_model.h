@@ -65,7 +65,7 @@ struct AxisRecord {
 };
 
 // Everything a load resets (and the records it rebuilds).
-struct Machine {
+struct Model {
   char name[kNameSize];
   std::string definition_path;
   int record_count;
@@ -129,7 +129,7 @@ struct State {
   State(const State&) = delete;
   State& operator=(const State&) = delete;
 
-  Machine machine;
+  Model machine;
 
   // Settings that no load resets.
   double eps = 1e-06;

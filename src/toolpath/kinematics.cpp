@@ -40,7 +40,7 @@ void restore_loaded(State& st, const MachineFacts& f) {
 // The file's tool direction agrees with the CAM sense when it points from the tip towards the
 // spindle. The spindle side is the pivot of the rotary axis nearest the tool on the tool side;
 // without one, the tool's own reference point, from which the tip lies a tool length away.
-bool tool_points_to_spindle(const Machine& m) {
+bool tool_points_to_spindle(const Model& m) {
   if (m.tool < 0 || m.tool >= m.record_count) return true;
   const AxisRecord& tool = m.records[m.tool];
   double tip[3];
@@ -63,7 +63,7 @@ bool tool_points_to_spindle(const Machine& m) {
 
 MachineFacts read_machine_facts(State& st) {
   MachineFacts f;
-  const Machine& m = st.machine;
+  const Model& m = st.machine;
   for (int k = 0; k < 6; ++k) {
     f.has_axis[k] = record_index_by_id(st, kIdX + k) >= 0;
     f.loaded_min[k] = m.travel_min[k];
@@ -225,7 +225,7 @@ void place(State& st, const double point[3], const double abc[3], double xyz[3])
 void forward(State& st, const double pos[6], double tip[3], double axis[3]) {
   tip_at(st, pos, pos + 3, tip);
   // The chain was just evaluated at pos: the tool's local Z seen from the workpiece.
-  const Machine& m = st.machine;
+  const Model& m = st.machine;
   if (m.tool < 0 || m.tool >= kMaxRecords || m.workpiece < 0 || m.workpiece >= kMaxRecords) {
     axis[0] = axis[1] = 0.0;
     axis[2] = 1.0;

@@ -1,7 +1,10 @@
 // What flows through a post-processing run: programmed moves from a reader, planned machine
-// positions to a writer. Readers, the planner and the writers meet only here.
+// positions to a writer, the planner's options and its account of the run. Readers, the planner
+// and the writers meet only here; the C++ API hands these types to its callers as they are.
 #ifndef K5X_TOOLPATH_TOOLPATH_TYPES_H
 #define K5X_TOOLPATH_TOOLPATH_TYPES_H
+
+#include <vector>
 
 namespace k5x {
 
@@ -31,6 +34,64 @@ struct PlannedPosition {
   int travel_code = 0;               // 0 in travel, +-k axis k above/below, 9 several
   int travel_flags[6] = {0, 0, 0, 0, 0, 0};  // per axis X..C: 0 in, +-(k) above/below
 };
+
+// Receives the planned positions in order.
+class PositionSink {
+ public:
+  virtual ~PositionSink() = default;
+  virtual void position(const PlannedPosition& p) = 0;
+};
+
+enum class Choice { path, nearest };
+enum class Linearise { none, tolerance, formula };
+
+struct PlanOptions {
+  Choice choice = Choice::path;
+  // Input axes in the CAM sense (tip towards spindle); false: in the machine file's sense.
+  bool cam_axis = true;
+  Linearise linearise = Linearise::none;
+  double tolerance = 0.05;        // tool tip, machine length unit
+  double angle_tolerance = 0.5;   // tool axis, degrees
+  bool wrap_modulo = false;       // unlimited rotary axes written in [0, 360)
+  double start[3] = {0.0, 0.0, 0.0};
+  bool start_auto = false;        // first move from its first in-travel solution, not start
+  int mode = 0;                   // 0 least largest rotary change, 1 least first free axis
+  int mode3r = 0;                 // handed to the three-rotary solver
+  int window = 10000;             // moves planned together
+  int overlap = 1000;             // of which the last are planned again with the next window
+};
+
+struct Swing {
+  long line = 0;
+  int axis = 0;       // identifier 4..6
+  double degrees = 0.0;
+};
+
+struct PlanStats {
+  long moves = 0;
+  long positions = 0;
+  long inserted = 0;
+  long unreachable = 0;
+  long out_of_travel = 0;
+  long axis_out[6] = {};
+  double max_jump = 0.0;
+  long max_jump_line = 0;
+  int max_jump_axis = 0;
+  long swings = 0;                 // rotary changes over kSwingDegrees between positions
+  std::vector<Swing> first_swings; // the first few, for the summary
+  long singular_spread = 0;        // places near the singular direction where a swing was spread
+  double max_tip_deviation = 0.0;  // largest left between consecutive positions (checked only
+  double max_axis_deviation = 0.0; // when linearising within tolerance)
+  long max_tip_line = 0, max_axis_line = 0;
+  long clamped = 0;                // formula subdivisions cut at 500 steps
+  long subdivide_failed = 0;
+  bool start_found = true;
+  bool has_range[3] = {};
+  double range_min[3] = {}, range_max[3] = {};
+};
+
+// A rotary change above this between two positions is reported as a swing.
+constexpr double kSwingDegrees = 45.0;
 
 }  // namespace k5x
 

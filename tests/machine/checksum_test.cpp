@@ -100,7 +100,7 @@ TEST(MachineChecksumTest, OnlyModesOneToThreeComputeAndAnEmptyMachineHashesModeA
 // A frame with the tool as its only child, written field by field.
 TEST(MachineChecksumTest, FieldOrderWeightingAndToolLinkFrame) {
   State st;
-  Machine& m = st.machine;
+  Model& m = st.machine;
   std::snprintf(m.name, sizeof m.name, "M");
   m.mode = m.record_count = 2;
   m.frame = 0;

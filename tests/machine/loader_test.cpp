@@ -42,7 +42,7 @@ class Loader : public ::testing::Test {
   int load_base(const std::string& extra) { return load(kBase + extra); }
   const AxisRecord& rec(const char* name) { return st_.machine.records[index_of(st_, name)]; }
   State st_;
-  const Machine& m = st_.machine;
+  const Model& m = st_.machine;
 };
 
 TEST_F(Loader, ReturnCodes) {
@@ -255,7 +255,7 @@ TEST_F(Loader, LinkTranslationsOffsetsAndSavedWorkpiece) {
 
 // "tool head, table head: rotary list", by record name.
 std::string anchors(const State& st) {
-  const Machine& m = st.machine;
+  const Model& m = st.machine;
   auto name = [&m](int i) {
     return i == m.tool ? "<tool>" : i == m.workpiece ? "<piece>" : m.records[i].name;
   };

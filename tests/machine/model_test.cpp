@@ -21,7 +21,7 @@ TEST(ModelTest, AxisNameTableIsExact) {
 
 TEST(ModelTest, RecordNewLinksAtMostTwoChildrenAndNineRecords) {
   State st;
-  Machine& m = st.machine;
+  Model& m = st.machine;
   ASSERT_EQ(record_new(st, kNone), 0);
   // A new link must not inherit what an earlier machine left in the slot.
   m.records[0].links[0].translation[1] = 7.0;

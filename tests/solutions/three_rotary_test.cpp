@@ -158,7 +158,7 @@ TEST_F(ThreeRotary, ModeTwoRetriesWithOpenTravel) {
     load("increment = AXE_C, 15\n");
     ASSERT_EQ(solve(mode), 1);
     expect_in_travel_solution();
-    const k5x::Machine& m = st.machine;
+    const k5x::Model& m = st.machine;
     EXPECT_EQ((Values{m.travel_min[5], m.travel_max[5], m.travel_min[3], m.travel_max[4]}),
               (Values{-180, 180, -45, 100}));
     tests[mode] = count("Axis 2 (C) at");
