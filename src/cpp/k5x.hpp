@@ -182,6 +182,8 @@ class K5X_CPP_API Machine {
   void set_tool_length(double length);
   double epsilon() const;
   void set_epsilon(double eps);
+  /// Silent: no trace lines on standard output (k5x_setsilentmode).
+  void set_silent(bool silent);
 
   // ---- axis queries (identifiers -2 tool, -1 workpiece, 0 frame, 1..6 X..C) ----
   bool has_axis(int id) const;

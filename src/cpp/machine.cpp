@@ -292,6 +292,7 @@ double Machine::tool_length() const { return impl_->st.machine.tool_length; }
 void Machine::set_tool_length(double l) { impl_->st.machine.tool_length = l; }
 double Machine::epsilon() const { return impl_->st.eps; }
 void Machine::set_epsilon(double eps) { impl_->st.eps = eps; }
+void Machine::set_silent(bool silent) { impl_->st.silent = silent ? 1 : 0; }
 
 bool Machine::has_axis(int id) const { return record_index_by_id(impl_->st, id) >= 0; }
 int Machine::axis_type(int id) const { return k5x::axis_type(impl_->st, id); }
