@@ -10,6 +10,9 @@ command -v python3 >/dev/null || need+=(python3)
 [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev libgmock-dev)
 [ -f /usr/include/benchmark/benchmark.h ] || need+=(libbenchmark-dev)
 [ -f /usr/include/kdl/chainiksolverpos_lma.hpp ] || need+=(liborocos-kdl-dev)
+command -v pkg-config >/dev/null || need+=(pkg-config)
+command -v help2man >/dev/null || need+=(help2man)
+command -v readelf >/dev/null || need+=(binutils)
 if [ ${#need[@]} -gt 0 ]; then
   sudo=""
   [ "$(id -u)" -eq 0 ] || sudo="sudo"
