@@ -13,6 +13,10 @@ command -v python3 >/dev/null || need+=(python3)
 command -v pkg-config >/dev/null || need+=(pkg-config)
 command -v help2man >/dev/null || need+=(help2man)
 command -v readelf >/dev/null || need+=(binutils)
+# The Python module: pybind11 and NumPy for the system Python.
+[ -f /usr/include/pybind11/pybind11.h ] || need+=(pybind11-dev)
+[ -f /usr/include/python3.11/Python.h ] || ls /usr/include/python3*/Python.h >/dev/null 2>&1 || need+=(python3-dev)
+/usr/bin/python3 -c 'import numpy' 2>/dev/null || need+=(python3-numpy)
 if [ ${#need[@]} -gt 0 ]; then
   sudo=""
   [ "$(id -u)" -eq 0 ] || sudo="sudo"

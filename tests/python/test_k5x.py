@@ -1,0 +1,89 @@
+"""The Python module against the program: a batch post gives exactly the rows `k5x post` writes
+for the same toolpath, and bad input is refused with a clear error."""
+import math
+import os
+import subprocess
+import tempfile
+import unittest
+
+import numpy as np
+
+import k5x
+
+PROGRAM = os.environ.get("K5X_PROGRAM", "build/k5x")
+
+
+def cone(n, k0=1.0):
+    """n moves on a circle, the tool 25 degrees off (0, 0, k0), the tip rising and falling."""
+    rows = []
+    t = math.radians(25.0)
+    for i in range(n):
+        f = 2.0 * math.pi * i / n
+        rows.append([30.0 * math.cos(f), 30.0 * math.sin(f), 5.0 * math.sin(3.0 * f),
+                     math.sin(t) * math.cos(f), math.sin(t) * math.sin(f), k0 * math.cos(t)])
+    return np.array(rows)
+
+
+class BatchPost(unittest.TestCase):
+    def run_program(self, machine, moves, *options):
+        with tempfile.TemporaryDirectory() as d:
+            path = os.path.join(d, "path.txt")
+            with open(path, "w") as f:
+                for m in moves:
+                    f.write(" ".join("%.17g" % v for v in m) + "\n")
+            out = subprocess.run([PROGRAM, "post", "--machine", machine, path, *options],
+                                 check=True, capture_output=True, text=True).stdout
+        return [line.split(",") for line in out.splitlines()[1:]]
+
+    def test_rows_are_the_programs(self):
+        moves = np.vstack([cone(37), cone(23, -1.0)])  # the second half mostly out of reach
+        for machine in k5x.embedded_machines():
+            for subdivide, options in ((None, ()), ("tolerance", ("--subdivide",))):
+                with self.subTest(machine=machine, subdivide=subdivide):
+                    csv = self.run_program(machine, moves, *options)
+                    m = k5x.Machine.embedded(machine)
+                    pos, status, source, inserted = m.post(moves, subdivide=subdivide)
+                    self.assertEqual(len(csv), len(status))
+                    for row, p, s, src, ins in zip(csv, pos, status, source, inserted):
+                        self.assertEqual(int(row[0]), src + 1)
+                        if s == k5x.UNREACHABLE:
+                            self.assertEqual(row[9], "unreachable")
+                            self.assertTrue(np.isnan(p).all())
+                            continue
+                        self.assertEqual(int(row[8]), s)
+                        self.assertEqual(row[7] == "", bool(ins))
+                        for text, value in zip(row[1:7], p):
+                            self.assertEqual(text, ("%.6f" % value).replace("-0.000000", "0.000000"))
+
+    def test_bad_arrays_are_refused(self):
+        m = k5x.Machine.embedded("Trunnion")
+        with self.assertRaisesRegex(ValueError, r"\(N, 6\)"):
+            m.post(np.zeros((4, 5)))
+        bad = cone(5)
+        bad[3, 4] = float("nan")
+        with self.assertRaisesRegex(ValueError, "row 3 is not finite"):
+            m.post(bad)
+        with self.assertRaisesRegex(ValueError, "contiguous"):
+            m.post(np.zeros((5, 12))[:, ::2])
+        with self.assertRaises(TypeError):
+            m.post(np.zeros((5, 6), dtype=np.int32))
+        with self.assertRaisesRegex(ValueError, "choice"):
+            m.post(cone(5), choice="best")
+
+    def test_machines_load_copy_and_fail_clearly(self):
+        m = k5x.Machine.embedded("Trunnion")
+        self.assertIn("A[-120..30]", repr(m))
+        copy = m.copy()
+        copy.tool_length = 40.0
+        self.assertEqual(m.tool_length, 100.0)
+        code, (a, b, c) = m.solve((0.5, 0.0, math.cos(math.radians(30.0))), (-10.0, 0.0, -80.0))
+        self.assertEqual((code, round(a, 9), round(c, 9)), (0, -30.0, -90.0))
+        with self.assertRaises(k5x.LoadError) as err:
+            k5x.Machine.from_text("bati = Z, F\n")
+        self.assertEqual(err.exception.code, 12)
+        with self.assertRaises(k5x.LoadError):
+            k5x.Machine.from_file("/nonexistent/machine.k5x")
+
+
+if __name__ == "__main__":
+    unittest.main()
