@@ -677,11 +677,9 @@ int run_post(const PostArgs& a) {
       std::fprintf(stderr, "%s:%ld: %s\n", source.c_str(), line, reason);
       return false;
     }
+    // Every one is reported, once: a user must be able to find each line that was not posted.
     ++bad;
-    if (bad <= 20)
-      std::fprintf(stderr, "%s:%ld: %s (skipped)\n", source.c_str(), line, reason);
-    else if (bad == 21)
-      std::fprintf(stderr, "%s: more malformed lines skipped without notice\n", source.c_str());
+    std::fprintf(stderr, "%s:%ld: %s (skipped)\n", source.c_str(), line, reason);
     return true;
   };
 

@@ -5,6 +5,10 @@
 // Angles are degrees, lengths the machine file's unit. Positions are X, Y, Z, A, B, C; tool
 // directions I, J, K. One instance is one thread's at a time; distinct instances are
 // independent, and a copy is an independent machine.
+//
+// Unlike the C functions, the members refuse what would poison the state: a NaN or infinite
+// number throws std::invalid_argument, an id, count or mode out of range std::out_of_range,
+// both before anything is changed, so the machine answers as before afterwards.
 #ifndef K5X_HPP
 #define K5X_HPP
 

@@ -1,6 +1,8 @@
 #include "cpp/k5x.hpp"
 
+#include <cmath>
 #include <cstring>
+#include <stdexcept>
 
 #include "cpp/machine_impl.h"
 #include "geometry/axis_queries.h"
@@ -57,6 +59,25 @@ void copy_text(char*& to, const char* from) {
 }
 
 Vec3 vec(const double* v) { return Vec3{v[0], v[1], v[2]}; }
+
+// Refused before the state is touched: a NaN or an infinity would otherwise stay in the frames
+// that later calls start from.
+void finite(const double* v, std::size_t n, const char* what) {
+  for (std::size_t i = 0; i < n; ++i)
+    if (!std::isfinite(v[i]))
+      throw std::invalid_argument(std::string(what) + ": not a finite number");
+}
+template <std::size_t N>
+void finite(const std::array<double, N>& v, const char* what) {
+  finite(v.data(), N, what);
+}
+void finite(double v, const char* what) { finite(&v, 1, what); }
+
+void id_in_range(int id, int lo, int hi, const char* what) {
+  if (id < lo || id > hi)
+    throw std::out_of_range(std::string(what) + ": " + std::to_string(id) + " is not in " +
+                            std::to_string(lo) + ".." + std::to_string(hi));
+}
 
 }  // namespace
 
@@ -122,6 +143,9 @@ std::string Machine::name() const {
 }
 
 Orientation Machine::solve(const Vec3& direction, const Vec3& previous) {
+  finite(direction, "direction");
+  finite(previous, "previous angles");
+
   Orientation o{0, previous};
   o.code = solve_direction(impl_->st, direction.data(), previous.data(), o.angles.data());
   return o;
@@ -132,6 +156,9 @@ std::array<Vec3, 2> Machine::candidates() const {
 }
 
 Orientation Machine::solve_three_rotary(const Vec3& direction, const Vec3& previous, int mode) {
+  finite(direction, "direction");
+  finite(previous, "previous angles");
+
   Orientation o{0, previous};
   o.code = k5x::solve_three_rotary(impl_->st, direction.data(), previous.data(), o.angles.data(),
                                    mode);
@@ -139,6 +166,8 @@ Orientation Machine::solve_three_rotary(const Vec3& direction, const Vec3& previ
 }
 
 AllSolutions Machine::all_solutions(const Vec3& direction) {
+  finite(direction, "direction");
+
   AllSolutions r{0, {}, {}};
   int count = 0;
   double* list = nullptr;
@@ -152,71 +181,103 @@ AllSolutions Machine::all_solutions(const Vec3& direction) {
 }
 
 Orientation Machine::first_in_travel_solution(const Vec3& direction, const Vec3& start) {
+  finite(direction, "direction");
+  finite(start, "start angles");
+
   Orientation o{0, start};
   o.code = k5x::first_in_travel_solution(impl_->st, direction.data(), o.angles.data());
   return o;
 }
 
 Coded<Vec3> Machine::place(const Vec3& point, const Vec3& angles) {
+  finite(point, "point");
+  finite(angles, "angles");
+
   Coded<Vec3> r{0, {0.0, 0.0, 0.0}};
   r.code = place_tip(impl_->st, point.data(), angles.data(), r.value.data());
   return r;
 }
 
 Vec3 Machine::tip(const Position& p) {
+  finite(p, "position");
+
   Vec3 out{};
   tip_at(impl_->st, p.data(), p.data() + 3, out.data());
   return out;
 }
 
 Vec3 Machine::tool_vector(const Position& p) {
+  finite(p, "position");
+
   Vec3 out{};
   tool_axis_at(impl_->st, p.data(), p.data() + 3, out.data());
   return out;
 }
 
 Coded<Position> Machine::machine_to_programmed(const Position& m) {
+  finite(m, "position");
+
   Coded<Position> r{0, {}};
   r.code = k5x::machine_to_programmed(impl_->st, m.data(), r.value.data());
   return r;
 }
 
 Coded<Position> Machine::programmed_to_machine(const Position& l) {
+  finite(l, "position");
+
   Coded<Position> r{0, {}};
   r.code = k5x::programmed_to_machine(impl_->st, l.data(), r.value.data());
   return r;
 }
 
 Coded<Position> Machine::machine_to_tool(const Position& m) {
+  finite(m, "position");
+
   Coded<Position> r{0, {}};
   r.code = k5x::machine_to_tool(impl_->st, m.data(), r.value.data());
   return r;
 }
 
 int Machine::place_workpiece(const std::array<double, 16>& t) {
+  finite(t, "transform");
+
   return k5x::place_workpiece(impl_->st, t.data());
 }
 
 TravelCheck Machine::travel_test(const Position& p) const {
+  finite(p, "position");
+
   TravelCheck r{0, {}};
   r.code = k5x::travel_test(impl_->st, p.data(), r.flags.data());
   return r;
 }
 
 Travel Machine::travel(int axis) const {
+  id_in_range(axis, 1, 6, "axis");
+
   Travel t{0, 0.0, 0.0};
   t.kind = axis_travel(impl_->st, axis, &t.min, &t.max);
   return t;
 }
 
 double Machine::set_travel_minimum(int axis, double v) {
+  id_in_range(axis, 1, 6, "axis");
+  finite(v, "travel minimum");
+
   return k5x::set_travel_minimum(impl_->st, axis, v);
 }
 double Machine::set_travel_maximum(int axis, double v) {
+  id_in_range(axis, 1, 6, "axis");
+  finite(v, "travel maximum");
+
   return k5x::set_travel_maximum(impl_->st, axis, v);
 }
 
 Rows Machine::subdivide(const Position& from, const Position& to, int max_rows) {
+  finite(from, "start");
+  finite(to, "end");
+  id_in_range(max_rows, 1, 500, "rows");
+
   Rows r{0, {}};
   int n = max_rows;
   double* table = nullptr;
@@ -230,12 +291,20 @@ Rows Machine::subdivide(const Position& from, const Position& to, int max_rows) 
 }
 
 Coded<Position> Machine::interpolate(const Position& from, const Position& to, double t) {
+  finite(from, "start");
+  finite(to, "end");
+  finite(t, "t");
+
   Coded<Position> r{0, {}};
   r.code = interpolation(impl_->st, from.data(), to.data(), t, r.value.data());
   return r;
 }
 
 Rows Machine::interpolation_table(const Position& from, const Position& to, int rows) {
+  finite(from, "start");
+  finite(to, "end");
+  id_in_range(rows, 1, 1000000, "rows");
+
   Rows r{0, {}};
   int n = rows;
   double* table = nullptr;
@@ -250,10 +319,16 @@ Rows Machine::interpolation_table(const Position& from, const Position& to, int 
 
 double Machine::axis_increment(int axis) const { return k5x::axis_increment(impl_->st, axis); }
 void Machine::set_axis_increment(int axis, double step) {
+  id_in_range(axis, 4, 6, "rotary axis");
+  finite(step, "step");
+
   k5x::set_axis_increment(impl_->st, axis, step);
 }
 int Machine::increment_behaviour() const { return get_increment_behaviour(impl_->st); }
 void Machine::set_increment_behaviour(int behaviour, double tolerance) {
+  id_in_range(behaviour, 0, 2, "increment behaviour");
+  finite(tolerance, "tolerance");
+
   k5x::set_increment_behaviour(impl_->st, behaviour, tolerance);
 }
 double Machine::increment_tolerance() const { return get_increment_tolerance(impl_->st); }
@@ -263,56 +338,101 @@ double Machine::largest_increment_deviation() const {
 void Machine::reset_increment_deviation() { k5x::reset_increment_deviation(impl_->st); }
 
 Coded<double> Machine::law_value(int axis, double from, double to) const {
+  finite(from, "from");
+  finite(to, "to");
+
   Coded<double> r{0, 0.0};
   r.value = k5x::law_value(impl_->st, axis, from, to, &r.code);
   return r;
 }
 
 Vec3 Machine::apply_laws(const Vec3& from, const Vec3& to) const {
+  finite(from, "from");
+  finite(to, "to");
+
   Vec3 out{};
   k5x::apply_laws(impl_->st, from.data(), to.data(), out.data());
   return out;
 }
 
 Coded<std::uint32_t> Machine::checksum(int mode) {
+  id_in_range(mode, 1, 3, "checksum mode");
+
   Coded<std::uint32_t> r{0, 0};
   r.code = machine_checksum(impl_->st, mode, &r.value);
   return r;
 }
 
 int Machine::mode() const { return impl_->st.machine.mode; }
-void Machine::set_mode(int mode) { k5x::set_mode(impl_->st, mode); }
+void Machine::set_mode(int mode) {
+  id_in_range(mode, 0, 2, "mode");
+  k5x::set_mode(impl_->st, mode);
+}
 int Machine::rtcp() const { return impl_->st.machine.rtcp; }
-void Machine::set_rtcp(int rtcp) { k5x::set_rtcp(impl_->st, rtcp); }
+void Machine::set_rtcp(int rtcp) {
+  id_in_range(rtcp, 0, 2, "rtcp");
+  k5x::set_rtcp(impl_->st, rtcp);
+}
 double Machine::tolerance() const { return impl_->st.machine.tolerance; }
-void Machine::set_tolerance(double t) { impl_->st.machine.tolerance = t; }
+void Machine::set_tolerance(double t) {
+  finite(t, "tolerance");
+  impl_->st.machine.tolerance = t;
+}
 double Machine::travel_tolerance() const { return impl_->st.machine.travel_tol; }
-void Machine::set_travel_tolerance(double t) { impl_->st.machine.travel_tol = t; }
+void Machine::set_travel_tolerance(double t) {
+  finite(t, "travel tolerance");
+  impl_->st.machine.travel_tol = t;
+}
 double Machine::tool_length() const { return impl_->st.machine.tool_length; }
-void Machine::set_tool_length(double l) { impl_->st.machine.tool_length = l; }
+void Machine::set_tool_length(double l) {
+  finite(l, "tool length");
+  impl_->st.machine.tool_length = l;
+}
 double Machine::epsilon() const { return impl_->st.eps; }
-void Machine::set_epsilon(double eps) { impl_->st.eps = eps; }
+void Machine::set_epsilon(double eps) {
+  if (!(eps > 0.0) || !std::isfinite(eps)) throw std::invalid_argument("epsilon: a finite number above 0");
+  impl_->st.eps = eps;
+}
 void Machine::set_silent(bool silent) { impl_->st.silent = silent ? 1 : 0; }
 
 bool Machine::has_axis(int id) const { return record_index_by_id(impl_->st, id) >= 0; }
-int Machine::axis_type(int id) const { return k5x::axis_type(impl_->st, id); }
+int Machine::axis_type(int id) const {
+  id_in_range(id, -2, 6, "axis id");
+  return k5x::axis_type(impl_->st, id);
+}
 std::string Machine::axis_name(int id) const {
+  id_in_range(id, -2, 6, "axis id");
   const char* n = k5x::axis_name(impl_->st, id);
   return n != nullptr ? n : "";
 }
 Vec3 Machine::axis_direction(int id) const {
+  id_in_range(id, -2, 6, "axis id");
   const double* d = k5x::axis_direction(impl_->st, id);
   return d != nullptr ? vec(d) : Vec3{0.0, 0.0, 0.0};
 }
 Vec3 Machine::axis_point(int id) const {
+  id_in_range(id, -2, 6, "axis id");
   const double* p = k5x::axis_point(impl_->st, id);
   return p != nullptr ? vec(p) : Vec3{0.0, 0.0, 0.0};
 }
-int Machine::axis_law(int id) const { return k5x::axis_law(impl_->st, id); }
-int Machine::axis_sense(int id) const { return k5x::axis_sense(impl_->st, id); }
-int Machine::axis_parent(int id) const { return k5x::axis_parent(impl_->st, id); }
-bool Machine::axis_locked(int id) const { return k5x::axis_locked(impl_->st, id) == 1; }
+int Machine::axis_law(int id) const {
+  id_in_range(id, -2, 6, "axis id");
+  return k5x::axis_law(impl_->st, id);
+}
+int Machine::axis_sense(int id) const {
+  id_in_range(id, -2, 6, "axis id");
+  return k5x::axis_sense(impl_->st, id);
+}
+int Machine::axis_parent(int id) const {
+  id_in_range(id, -2, 6, "axis id");
+  return k5x::axis_parent(impl_->st, id);
+}
+bool Machine::axis_locked(int id) const {
+  id_in_range(id, -2, 6, "axis id");
+  return k5x::axis_locked(impl_->st, id) == 1;
+}
 void Machine::set_axis_locked(int id, bool locked) {
+  id_in_range(id, -2, 6, "axis id");
   k5x::set_axis_locked(impl_->st, id, locked ? 1 : 0);
 }
 bool Machine::tool_axis_is_cam_sense() { return read_machine_facts(impl_->st).cam_sense; }
@@ -327,6 +447,10 @@ struct Keep : PositionSink {
 }  // namespace
 
 Post Machine::post(const std::vector<ProgrammedMove>& moves, const PlanOptions& options) {
+  for (const ProgrammedMove& m : moves) {
+    finite(m.point, 3, "move point");
+    finite(m.axis, 3, "move axis");
+  }
   Post result;
   Keep keep;
   keep.out = &result.positions;
@@ -348,7 +472,11 @@ PlanStats Machine::post(const std::function<bool(ProgrammedMove*)>& next_move,
   impl_->st.silent = 1;
   Planner planner(impl_->st, options, sink);
   ProgrammedMove m;
-  while (next_move(&m)) planner.push(m);
+  while (next_move(&m)) {
+    finite(m.point, 3, "move point");
+    finite(m.axis, 3, "move axis");
+    planner.push(m);
+  }
   planner.finish();
   impl_->st.silent = silent;
   return planner.stats();

@@ -51,7 +51,8 @@ double dot3(const double a[3], const double b[3]) {
 
 }  // namespace
 
-AptReader::AptReader(std::FILE* in, const AptOptions& options) : reader_(in), options_(options) {
+AptReader::AptReader(std::FILE* in, const AptOptions& options)
+    : reader_(in, options.longest_line), options_(options) {
   if (options_.units == AptUnits::inches) scale_ = kInch;
   units_known_ = options_.units != AptUnits::automatic;
 }
@@ -73,7 +74,13 @@ bool AptReader::read_record() {
     if (r == LineReader::kEnd || r == LineReader::kError) return !record_.empty();
     ++line_;
     if (!continued) record_line_ = line_;
-    std::string text = r == LineReader::kTooLong ? std::string() : std::string(b, e);
+    if (r == LineReader::kTooLong) {
+      // Reported as the record's failure, never dropped unseen.
+      too_long_ = true;
+      record_ = "$$";
+      return true;
+    }
+    std::string text(b, e);
     const std::size_t comment = text.find("$$");
     std::string body = trim(comment == std::string::npos ? text : text.substr(0, comment));
     if (comment == 0 && !continued) {
@@ -206,6 +213,10 @@ AptReader::Result AptReader::next(ProgrammedMove* move, AptEvent* event) {
 
 AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
   fields_.clear();
+  if (too_long_) {
+    too_long_ = false;
+    return fail("line longer than " + std::to_string(options_.longest_line) + " bytes");
+  }
   event->before = index_;
   event->line = record_line_;
   event->text.clear();

@@ -33,6 +33,7 @@ enum class AptUnits { automatic, mm, inches };
 struct AptOptions {
   AptUnits units = AptUnits::automatic;  // automatic: UNITS/ records, else inches with IPM/IPR
   double chord_tolerance = 0.01;         // of circular moves, in millimetres
+  std::size_t longest_line = std::size_t(1) << 20;  // longer lines are malformed records
 };
 
 class AptReader {
@@ -69,6 +70,7 @@ class AptReader {
   std::vector<std::string> fields_; // after the slash, split at commas, blanks trimmed
   std::string name_;                // before the slash (or the whole word)
   long line_ = 0, record_line_ = 0;
+  bool too_long_ = false;
   std::string message_;
   std::map<std::string, long> unknown_;
 

@@ -172,3 +172,34 @@ TEST(Machine, CopiesAreIndependentAndLoadErrorsSayWhy) {
 }
 
 }  // namespace
+
+namespace {
+
+// A NaN or an infinity between two ordinary calls is refused and changes nothing.
+TEST(Machine, RefusesWhatWouldPoisonIt) {
+  k5x::Machine m = k5x::Machine::embedded("HeadTable");
+  const k5x::Vec3 dir{0.3, -0.2, 0.93}, prev{0, 0, 0}, point{12, -7, 3};
+  const k5x::Orientation before = m.solve(dir, prev);
+  const k5x::Vec3 xyz = m.place(point, before.angles).value;
+  const double nan = std::nan(""), inf = HUGE_VAL;
+  EXPECT_THROW(m.solve({nan, 0, 1}, prev), std::invalid_argument);
+  EXPECT_THROW(m.tip({0, 0, 0, 0, inf, 0}), std::invalid_argument);
+  EXPECT_THROW(m.place(point, {0, nan, 0}), std::invalid_argument);
+  EXPECT_THROW(m.interpolate({}, {}, nan), std::invalid_argument);
+  EXPECT_THROW(m.set_tool_length(inf), std::invalid_argument);
+  EXPECT_THROW(m.travel(7), std::out_of_range);
+  EXPECT_THROW(m.interpolation_table({}, {}, -1), std::out_of_range);
+  EXPECT_THROW(m.axis_name(-3), std::out_of_range);
+  EXPECT_THROW(m.set_mode(5), std::out_of_range);
+  k5x::ProgrammedMove bad;
+  bad.axis[2] = nan;
+  EXPECT_THROW(m.post({bad}, k5x::PlanOptions()), std::invalid_argument);
+  const k5x::Orientation after = m.solve(dir, prev);
+  const k5x::Vec3 xyz_after = m.place(point, after.angles).value;
+  EXPECT_EQ(before.code, after.code);
+  EXPECT_EQ(std::memcmp(before.angles.data(), after.angles.data(), sizeof before.angles), 0);
+  EXPECT_EQ(std::memcmp(xyz.data(), xyz_after.data(), sizeof xyz), 0);
+  EXPECT_EQ(m.tool_length(), 80.0);
+}
+
+}  // namespace
