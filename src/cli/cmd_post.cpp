@@ -13,11 +13,13 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "cli/cli_common.h"
 #include "cli/commands.h"
 #include "cli/embedded_machines.h"
+#include "cli/pipeline.h"
 #include "cli/svg_plot.h"
 #include "geometry/axis_queries.h"
 #include "geometry/travel.h"
@@ -94,6 +96,8 @@ const char kPostHelp[] =
     "  --svg FILE         plot the six axes along the toolpath into FILE (SVG), with the\n"
     "                     travel limits and the failing moves marked\n"
     "  --skip-bad         report and skip malformed lines instead of stopping\n"
+    "  --threads N        read, plan and write on up to N threads (0: one per core;\n"
+    "                     default 1); the output is the same byte for byte\n"
     "  --demo             run the embedded demo toolpath\n"
     "\n"
     "Output: a header, then one row per position:\n"
@@ -202,6 +206,7 @@ struct PostArgs {
   bool tcp = false, line_numbers = false, has_retract_z = false;
   int length_decimals = 4, angle_decimals = 3;
   double retract_z = 0.0, retract_angle = 30.0, default_feed = 1000.0;
+  int threads = 1;
 };
 
 bool ends_with(const std::string& s, const char* tail) {
@@ -247,6 +252,10 @@ int parse_args(int argc, char** argv, PostArgs* a) {
     } else if (std::strcmp(s, "--dialect") == 0) {
       if (!take_text(kCmd, argc, argv, &i, &a->dialect)) return 2;
       if (a->dialect.empty()) return usage_error(kCmd, "empty dialect");
+    } else if (std::strcmp(s, "--threads") == 0) {
+      if (!take_int(kCmd, argc, argv, &i, &a->threads)) return 2;
+      if (a->threads < 0 || a->threads > 256) return usage_error(kCmd, "--threads must be 0 to 256");
+      if (a->threads == 0) a->threads = static_cast<int>(std::thread::hardware_concurrency());
     } else if (std::strcmp(s, "--tcp") == 0) {
       a->tcp = true;
     } else if (std::strcmp(s, "--line-numbers") == 0) {
@@ -651,7 +660,15 @@ int run_post(const PostArgs& a) {
     gcode.reset(new k5x::GcodeWriter(&buffer, dialect, g));
   }
   ProgramSink sink(to_gcode ? static_cast<k5x::PositionSink*>(gcode.get()) : &csv, plot.get());
-  k5x::Planner planner(st, options, &sink);
+  // With more threads, formatting and writing move to a thread of their own, events with them.
+  std::unique_ptr<OutputThread> output;
+  if (a.threads >= 2) {
+    auto to_gcode_writer = [](void* g, const k5x::AptEvent& e) {
+      static_cast<k5x::GcodeWriter*>(g)->event(e);
+    };
+    output.reset(new OutputThread(&sink, gcode ? +to_gcode_writer : nullptr, gcode.get()));
+  }
+  k5x::Planner planner(st, options, output ? static_cast<k5x::PositionSink*>(output.get()) : &sink);
   if (gcode)
     gcode->begin();
   else
@@ -696,7 +713,10 @@ int run_post(const PostArgs& a) {
         continue;
       }
       if (r == k5x::AptReader::kEvent) {
-        if (gcode) gcode->event(event);
+        if (output && gcode)
+          output->event(event);
+        else if (gcode)
+          gcode->event(event);
         continue;
       }
       planner.push(move);
@@ -705,6 +725,24 @@ int run_post(const PostArgs& a) {
     if (std::ferror(in)) {
       std::fprintf(stderr, "k5x post: cannot read %s: %s\n", source.c_str(), std::strerror(errno));
       return 1;
+    }
+  } else if (a.threads >= 2) {
+    // Reading and parsing on a thread of their own.
+    InputThread input(in, st.eps);
+    std::vector<ParsedLine> batch;
+    while (input.next(&batch)) {
+      for (const ParsedLine& p : batch) {
+        if (p.kind == ParsedLine::read_error) {
+          std::fprintf(stderr, "k5x post: cannot read %s\n", source.c_str());
+          return 1;
+        }
+        if (p.kind == ParsedLine::malformed) {
+          if (!malformed(p.line, p.reason.c_str())) return 2;
+          continue;
+        }
+        planner.push(p.m);
+        report_progress();
+      }
     }
   } else {
     k5x::LineReader reader(in);
@@ -746,6 +784,7 @@ int run_post(const PostArgs& a) {
     }
   }
   planner.finish();
+  if (output) output->finish();
   if (gcode) gcode->end();
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();

@@ -146,6 +146,10 @@ for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
   has "$T/err" "records not acted on .*PAINT [0-9]+" "APT moves .*inches, converted to mm" \
     "out-of-travel positions +0$"
 done
+# More threads, the same program byte for byte (but for the header's date and command).
+"$K5X" post --machine Trunnion "$f" --subdivide --threads 2 -o "$T/p2.nc" 2>/dev/null
+cmp -s <(grep -v '^(date\|^(k5x post ' "$T/p.nc") <(grep -v '^(date\|^(k5x post ' "$T/p2.nc")
+verdict "post --threads 2: the G-code differs from one thread's" $?
 run 0 "post APT --tcp --feed per-minute --dialect rs274ngc" "$K5X" post --machine Trunnion \
   "$f" --output gcode --tcp --feed per-minute --dialect rs274ngc --line-numbers --units mm
 has "$T/out" "^N[0-9]+ G43\.4 H[0-9]+$" "^N[0-9]+ G94 G1 .*F[0-9.]+$" "^N[0-9]+ M2$" "^N[0-9]+ G49$"

@@ -60,6 +60,11 @@ grep -oE "^$T/path.txt:[0-9]+:" "$T/err" | sed 's/.*txt:\([0-9]*\):/\1/' >"$T/re
 cmp -s "$T/reported" "$T/bad"
 verdict "every bad line reported exactly once" $?
 
+# The same on more threads: the same rows and the same reports, byte for byte.
+"$K5X" post --machine Trunnion "$T/path.txt" --skip-bad -o "$T/out2.csv" --threads 2 2>"$T/err2"
+cmp -s "$T/out.csv" "$T/out2.csv" && cmp -s <(grep -v elapsed "$T/err") <(grep -v elapsed "$T/err2")
+verdict "--threads 2: rows or reports differ from one thread's" $?
+
 echo OLD >"$T/keep.csv"
 "$K5X" post --machine Trunnion "$T/path.txt" -o "$T/keep.csv" 2>"$T/err2"
 [ $? -eq 2 ]

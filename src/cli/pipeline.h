@@ -1,0 +1,113 @@
+// k5x post on more than one thread: reading and parsing the toolpath on one, planning on the
+// caller's, formatting and writing on another. Batches travel through bounded queues in order,
+// so the output is byte for byte the single-threaded one.
+#ifndef K5X_CLI_PIPELINE_H
+#define K5X_CLI_PIPELINE_H
+
+#include <condition_variable>
+#include <cstdio>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <variant>
+#include <vector>
+
+#include "toolpath/apt_reader.h"
+#include "toolpath/text_io.h"
+#include "toolpath/toolpath_types.h"
+
+namespace k5x_cli {
+
+// A queue of batches between two threads; push blocks while it is full, pop while it is empty.
+template <class T>
+class BatchQueue {
+ public:
+  explicit BatchQueue(std::size_t capacity) : capacity_(capacity) {}
+  // False once the queue was closed (the batch is dropped).
+  bool push(std::vector<T>&& batch) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    not_full_.wait(lock, [&] { return closed_ || batches_.size() < capacity_; });
+    if (closed_) return false;
+    batches_.push_back(std::move(batch));
+    not_empty_.notify_one();
+    return true;
+  }
+  // False when closed and nothing is left.
+  bool pop(std::vector<T>* batch) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    not_empty_.wait(lock, [&] { return closed_ || !batches_.empty(); });
+    if (batches_.empty()) return false;
+    *batch = std::move(batches_.front());
+    batches_.pop_front();
+    not_full_.notify_one();
+    return true;
+  }
+  // No more pushes; what is queued can still be popped.
+  void close() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    closed_ = true;
+    not_empty_.notify_all();
+    not_full_.notify_all();
+  }
+
+ private:
+  std::size_t capacity_;
+  std::deque<std::vector<T>> batches_;
+  bool closed_ = false;
+  std::mutex mutex_;
+  std::condition_variable not_empty_, not_full_;
+};
+
+// One line of a plain toolpath, parsed: a move, a line to skip quietly, a malformed line with
+// its reason, or the end of a stream that failed.
+struct ParsedLine {
+  enum Kind { move, malformed, read_error };
+  Kind kind = move;
+  long line = 0;
+  k5x::ProgrammedMove m;
+  std::string reason;
+};
+
+// Reads and parses a plain toolpath (lines of X Y Z I J K) on a thread of its own.
+class InputThread {
+ public:
+  InputThread(std::FILE* in, double zero_length);
+  ~InputThread();
+  // The next batch in order; false at the end.
+  bool next(std::vector<ParsedLine>* batch) { return queue_.pop(batch); }
+
+ private:
+  void run(std::FILE* in, double zero_length);
+  BatchQueue<ParsedLine> queue_;
+  std::thread thread_;
+};
+
+// Formats and writes positions and events on a thread of its own, in the order they came.
+class OutputThread : public k5x::PositionSink {
+ public:
+  // sink receives the positions; events go to event_sink (may be null) before them.
+  OutputThread(k5x::PositionSink* sink, void (*event_sink)(void*, const k5x::AptEvent&),
+               void* event_target);
+  ~OutputThread();
+  void position(const k5x::PlannedPosition& p) override;
+  void event(const k5x::AptEvent& e);
+  // Hands over what is left and waits for the thread to write it.
+  void finish();
+
+ private:
+  using Item = std::variant<k5x::PlannedPosition, k5x::AptEvent>;
+  void hand_over();
+  void run();
+  k5x::PositionSink* sink_;
+  void (*event_sink_)(void*, const k5x::AptEvent&);
+  void* event_target_;
+  std::vector<Item> batch_;
+  BatchQueue<Item> queue_;
+  std::thread thread_;
+  bool finished_ = false;
+};
+
+}  // namespace k5x_cli
+
+#endif  // K5X_CLI_PIPELINE_H
