@@ -39,7 +39,7 @@ struct Input {
     return raw;
   }
   int integer() {
-    static const int kPalette[] = {0, 1, -1, 2, 3, 4, 5, 6, 7, 9, -2, -3, -5, 100, 5184, 100000,
+    static const int kPalette[] = {0, 1, -1, 2, 3, 4, 5, 6, 7, 9, -2, -3, -5, 100, 500, 5184,
                                    std::numeric_limits<int>::max(),
                                    std::numeric_limits<int>::min()};
     return kPalette[byte() % (sizeof kPalette / sizeof kPalette[0])];
@@ -85,6 +85,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   int* iflags = nullptr;
   uint32_t sum = 0;
   char* text = nullptr;
+  // The enumeration and the three-rotary solver may take long on purpose-made travel and steps
+  // (bounded, but a million discrete tests): a few per input keep the fuzzer fast.
+  int slow = 0;
   for (int step = 0; step < 64 && in.n > 0; ++step) {
     in.numbers(a, 6);
     in.numbers(b, 6);
@@ -116,10 +119,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       case 19: k5x_increment_compute(a, b, c); k5x_get_increment_machine(c); break;
       case 20: k5x_interpolation(a, b, a[0], c); break;
       case 21: n = i; k5x_interpolationtable(a, b, &n, &table); break;
-      case 22: k5x_ex_getabc_3r(a, b, c, i); break;
-      case 23: k5x_ex_getallabchcpossible(a, &n, &table, &iflags); break;
+      case 22: if (++slow <= 2) k5x_ex_getabc_3r(a, b, c, i); break;
+      case 23: if (++slow <= 2) k5x_ex_getallabchcpossible(a, &n, &table, &iflags); break;
       case 24: k5x_ex_abchcpossible_free(); break;
-      case 25: k5x_ex_getinit_ijk_2_abc_not_hc(a, c); break;
+      case 25: if (++slow <= 2) k5x_ex_getinit_ijk_2_abc_not_hc(a, c); break;
       case 26: k5x_set_mode(i); k5x_set_rtcp(j); break;
       case 27: k5x_set_tol(a[0]); k5x_set_tol_course(a[1]); break;
       case 28: k5x_set_outil(a[0]); break;
