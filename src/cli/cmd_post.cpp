@@ -745,41 +745,18 @@ int run_post(const PostArgs& a) {
       }
     }
   } else {
-    k5x::LineReader reader(in);
-    const double zero_length = st.eps;
-    long lineno = 0, index = 0;
-    char reason[160];
-    double v[6];
-    const char* b = nullptr;
-    const char* e = nullptr;
-    k5x::ProgrammedMove move;
-    for (;;) {
-      const k5x::LineReader::Result r = reader.next(&b, &e);
-      if (r == k5x::LineReader::kEnd) break;
-      if (r == k5x::LineReader::kError) {
+    PlainToolpath toolpath(in, st.eps);
+    ParsedLine p;
+    while (toolpath.next(&p)) {
+      if (p.kind == ParsedLine::read_error) {
         std::fprintf(stderr, "k5x post: cannot read %s: %s\n", source.c_str(), std::strerror(errno));
         return 1;
       }
-      ++lineno;
-      int parsed;
-      if (r == k5x::LineReader::kTooLong) {
-        std::snprintf(reason, sizeof reason, "line longer than %d bytes", 1 << 20);
-        parsed = -1;
-      } else {
-        parsed = k5x::parse_move_line(b, e, v, zero_length, reason, sizeof reason);
-      }
-      if (parsed == 0) continue;
-      if (parsed < 0) {
-        if (!malformed(lineno, reason)) return 2;
+      if (p.kind == ParsedLine::malformed) {
+        if (!malformed(p.line, p.reason.c_str())) return 2;
         continue;
       }
-      for (int k = 0; k < 3; ++k) {
-        move.point[k] = v[k];
-        move.axis[k] = v[3 + k];
-      }
-      move.line = lineno;
-      move.index = index++;
-      planner.push(move);
+      planner.push(p.m);
       report_progress();
     }
   }

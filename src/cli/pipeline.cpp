@@ -17,47 +17,53 @@ InputThread::~InputThread() {
   if (thread_.joinable()) thread_.join();
 }
 
-void InputThread::run(std::FILE* in, double zero_length) {
-  k5x::LineReader reader(in);
-  std::vector<ParsedLine> batch;
-  batch.reserve(kBatch);
+bool PlainToolpath::next(ParsedLine* out) {
+  if (failed_) return false;
   const char* b = nullptr;
   const char* e = nullptr;
   char reason[160];
   double v[6];
-  long lineno = 0, index = 0;
   for (;;) {
-    const k5x::LineReader::Result r = reader.next(&b, &e);
-    if (r == k5x::LineReader::kEnd) break;
+    const k5x::LineReader::Result r = reader_.next(&b, &e);
+    if (r == k5x::LineReader::kEnd) return false;
     if (r == k5x::LineReader::kError) {
-      ParsedLine p;
-      p.kind = ParsedLine::read_error;
-      batch.push_back(p);
-      break;
+      failed_ = true;
+      out->kind = ParsedLine::read_error;
+      return true;
     }
-    ++lineno;
+    ++lineno_;
     int parsed;
     if (r == k5x::LineReader::kTooLong) {
       std::snprintf(reason, sizeof reason, "line longer than %d bytes", 1 << 20);
       parsed = -1;
     } else {
-      parsed = k5x::parse_move_line(b, e, v, zero_length, reason, sizeof reason);
+      parsed = k5x::parse_move_line(b, e, v, zero_length_, reason, sizeof reason);
     }
     if (parsed == 0) continue;
-    ParsedLine p;
-    p.line = lineno;
+    out->line = lineno_;
     if (parsed < 0) {
-      p.kind = ParsedLine::malformed;
-      p.reason = reason;
-    } else {
-      for (int k = 0; k < 3; ++k) {
-        p.m.point[k] = v[k];
-        p.m.axis[k] = v[3 + k];
-      }
-      p.m.line = lineno;
-      p.m.index = index++;
+      out->kind = ParsedLine::malformed;
+      out->reason = reason;
+      return true;
     }
-    batch.push_back(std::move(p));
+    out->kind = ParsedLine::move;
+    for (int k = 0; k < 3; ++k) {
+      out->m.point[k] = v[k];
+      out->m.axis[k] = v[3 + k];
+    }
+    out->m.line = lineno_;
+    out->m.index = index_++;
+    return true;
+  }
+}
+
+void InputThread::run(std::FILE* in, double zero_length) {
+  PlainToolpath toolpath(in, zero_length);
+  std::vector<ParsedLine> batch;
+  batch.reserve(kBatch);
+  ParsedLine p;
+  while (toolpath.next(&p)) {
+    batch.push_back(p);
     if (batch.size() == kBatch) {
       if (!queue_.push(std::move(batch))) return;
       batch.clear();

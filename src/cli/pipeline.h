@@ -69,7 +69,21 @@ struct ParsedLine {
   std::string reason;
 };
 
-// Reads and parses a plain toolpath (lines of X Y Z I J K) on a thread of its own.
+// A plain toolpath (lines of X Y Z I J K), line by line: the next move or malformed line, with
+// blank and comment lines passed over. False at the end; a failing stream gives one read_error.
+class PlainToolpath {
+ public:
+  PlainToolpath(std::FILE* in, double zero_length) : reader_(in), zero_length_(zero_length) {}
+  bool next(ParsedLine* out);
+
+ private:
+  k5x::LineReader reader_;
+  double zero_length_;
+  long lineno_ = 0, index_ = 0;
+  bool failed_ = false;
+};
+
+// Reads and parses a plain toolpath on a thread of its own.
 class InputThread {
  public:
   InputThread(std::FILE* in, double zero_length);

@@ -60,6 +60,17 @@ void copy_text(char*& to, const char* from) {
 
 Vec3 vec(const double* v) { return Vec3{v[0], v[1], v[2]}; }
 
+// Copies n rows of six out of the library's shared table.
+std::vector<Position> rows_of(const double* table, int n) {
+  std::vector<Position> rows;
+  for (int i = 0; i < n && table != nullptr; ++i) {
+    Position p;
+    std::memcpy(p.data(), table + 6 * i, sizeof(double) * 6);
+    rows.push_back(p);
+  }
+  return rows;
+}
+
 // Refused before the state is touched: a NaN or an infinity would otherwise stay in the frames
 // that later calls start from.
 void finite(const double* v, std::size_t n, const char* what) {
@@ -282,11 +293,7 @@ Rows Machine::subdivide(const Position& from, const Position& to, int max_rows) 
   int n = max_rows;
   double* table = nullptr;
   r.code = subdivide_move(impl_->st, from.data(), to.data(), &n, &table);
-  for (int i = 0; i < n && table != nullptr; ++i) {
-    Position p;
-    std::memcpy(p.data(), table + 6 * i, sizeof(double) * 6);
-    r.rows.push_back(p);
-  }
+  r.rows = rows_of(table, n);
   return r;
 }
 
@@ -309,11 +316,7 @@ Rows Machine::interpolation_table(const Position& from, const Position& to, int 
   int n = rows;
   double* table = nullptr;
   r.code = k5x::interpolation_table(impl_->st, from.data(), to.data(), &n, &table);
-  for (int i = 0; i < n && table != nullptr; ++i) {
-    Position p;
-    std::memcpy(p.data(), table + 6 * i, sizeof(double) * 6);
-    r.rows.push_back(p);
-  }
+  r.rows = rows_of(table, n);
   return r;
 }
 

@@ -423,19 +423,23 @@ void Planner::split(const double p0[6], const double p1[6], const double t0[3],
   if (!within && !solved && near_first_axis(d0, d1) && sweep(p0, p1, t0, t1, d0, d1, h))
     return;
   if (!solved) {
-    if (tip_dev > stats_.max_tip_deviation) {
-      stats_.max_tip_deviation = tip_dev;
-      stats_.max_tip_line = h.move.line;
-    }
-    if (axis_dev > stats_.max_axis_deviation) {
-      stats_.max_axis_deviation = axis_dev;
-      stats_.max_axis_line = h.move.line;
-    }
+    record_deviation(tip_dev, axis_dev, h.move.line);
     return;
   }
   split(p0, pm, t0, tm, d0, dm, h, depth + 1);
   deliver(h, pm, tm, dm, true, 0);
   split(pm, p1, tm, t1, dm, d1, h, depth + 1);
+}
+
+void Planner::record_deviation(double tip, double axis, long line) {
+  if (tip > stats_.max_tip_deviation) {
+    stats_.max_tip_deviation = tip;
+    stats_.max_tip_line = line;
+  }
+  if (axis > stats_.max_axis_deviation) {
+    stats_.max_axis_deviation = axis;
+    stats_.max_axis_line = line;
+  }
 }
 
 bool Planner::near_first_axis(const double d0[3], const double d1[3]) const {
@@ -490,14 +494,7 @@ bool Planner::sweep(const double p0[6], const double p1[6], const double t0[3],
     }
     if (tip_worst <= opt_.tolerance || n >= kMaxSweepSteps) break;
   }
-  if (tip_worst > stats_.max_tip_deviation) {
-    stats_.max_tip_deviation = tip_worst;
-    stats_.max_tip_line = h.move.line;
-  }
-  if (axis_worst > stats_.max_axis_deviation) {
-    stats_.max_axis_deviation = axis_worst;
-    stats_.max_axis_line = h.move.line;
-  }
+  record_deviation(tip_worst, axis_worst, h.move.line);
   for (int i = 1; i < n; ++i) {
     const double* pos = &sweep_[static_cast<std::size_t>(i) * 12];
     deliver(h, pos, pos + 6, pos + 9, true, 0);

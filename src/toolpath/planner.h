@@ -44,6 +44,8 @@ class Planner {
   void emit_unreachable(const Held& h);
   void linearise_to(const Held& h, const double pos[6]);
   void subdivide_formula(const Held& h, const double pos[6]);
+  // The largest deviation left between positions, and the line of its move.
+  void record_deviation(double tip, double axis, long line);
   bool near_first_axis(const double d0[3], const double d1[3]) const;
   bool sweep(const double p0[6], const double p1[6], const double t0[3], const double t1[3],
              const double d0[3], const double d1[3], const Held& h);
