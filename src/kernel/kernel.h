@@ -160,7 +160,7 @@ inline void apply4(const double h[16], const double p[3], double q[3]) {
 
 // rotate_vector with the cosine and sine of the angle given, so that a frame's two columns share
 // one evaluation of them (the chain turns every rotary axis at every point).
-inline void rotate_vector_cs(const double axis[3], double cos_a, double sin_a, double v[3], double eps) {
+__attribute__((always_inline)) inline void rotate_vector_cs(const double axis[3], double cos_a, double sin_a, double v[3], double eps) {
   // Decomposed as v = r b + h n with a = n x v / |n x v| and b = a x n, so a vector along the
   // axis fails the normalisation and stays exactly as it was.
   double a[3];
