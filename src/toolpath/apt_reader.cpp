@@ -169,10 +169,9 @@ AptReader::Result AptReader::queue_circle(const double end[3], ProgrammedMove* m
   const double tol = options_.chord_tolerance;
   int steps = 1;
   if (r > tol && tol > 0.0) {
-    const double step = 2.0 * std::acos(1.0 - tol / r);
-    steps = static_cast<int>(std::ceil(sweep / step));
-    if (steps < 1) steps = 1;
-    if (steps > 1000000) steps = 1000000;
+    // In double until clamped: a radius far above the tolerance makes the step vanish.
+    const double wanted = std::ceil(sweep / (2.0 * std::acos(1.0 - tol / r)));
+    steps = !(wanted >= 1.0) ? 1 : (wanted > 1e6 ? 1000000 : static_cast<int>(wanted));
   }
   double u[3];  // n x a, a quarter turn ahead of a
   cross3(n, a, u);
@@ -183,6 +182,11 @@ AptReader::Result AptReader::queue_circle(const double end[3], ProgrammedMove* m
     for (int k = 0; k < 3; ++k)
       arc_.push_back(i == steps ? end[k] : c[k] + cp * a[k] + sp * u[k] + (ha + (hb - ha) * t) * n[k]);
   }
+  for (double v : arc_)
+    if (!std::isfinite(v)) {
+      arc_.clear();
+      return fail("CIRCLE/: the arc lies beyond the range of numbers");
+    }
   arc_next_ = 0;
   arc_line_ = circle_line_;
   const long line = record_line_;
@@ -253,6 +257,8 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     }
     double local[3] = {v[0] * scale_, v[1] * scale_, v[2] * scale_}, point[3];
     to_workpiece(local, point, false);
+    if (!std::isfinite(point[0]) || !std::isfinite(point[1]) || !std::isfinite(point[2]))
+      return fail(name_ + "/: the point lies beyond the range of numbers");
     if (name_ == "FROM") {
       for (int k = 0; k < 3; ++k) from_[k] = point[k];
       have_from_ = true;

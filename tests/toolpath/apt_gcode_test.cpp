@@ -147,6 +147,23 @@ TEST(AptReader, FramesCirclesEventsAndMalformedRecords) {
   EXPECT_EQ(r.unknown.at("PAINT"), 1);
 }
 
+// Found by fuzzing: a circle whose radius dwarfs the chord tolerance asked for more chords than
+// an int holds. Numbers out of range are errors of their record, never infinite moves.
+TEST(AptReader, HostileNumbersAreErrorsOfTheirRecord) {
+  k5x::AptOptions options;
+  options.chord_tolerance = 1e-300;
+  const Read r = read_apt(
+      "UNITS/INCHES\nGOTO/1e307,0,0\nGOTO/1,0,0\n"
+      "CIRCLE/0,0,0,0,0,1,1,0,0,0,0\nGOTO/0,1,0\n"
+      "CIRCLE/-1e308,0,0,0,0,1,1e308,0,0,0,0\nGOTO/1,1,0\n", options);
+  ASSERT_EQ(r.errors.size(), 1u);
+  EXPECT_EQ(r.errors[0], "2: GOTO/: the point lies beyond the range of numbers");
+  for (const k5x::ProgrammedMove& m : r.moves)
+    for (double v : m.point) EXPECT_TRUE(std::isfinite(v));
+  // The quarter circle in the most chords allowed; the circle beyond range, a straight move.
+  EXPECT_EQ(r.moves.size(), 1000000u + 2u);
+}
+
 struct Collect : k5x::PositionSink {
   std::vector<k5x::PlannedPosition> rows;
   void position(const k5x::PlannedPosition& p) override { rows.push_back(p); }
