@@ -239,7 +239,22 @@ bool ends_with(const std::string& s, const char* tail) {
   return s.size() >= n && s.compare(s.size() - n, n, tail) == 0;
 }
 
+// Reads the value of an option that takes one of two words; *second says which it was. Returns 0,
+// or the exit status of a usage error.
+int take_either(int argc, char** argv, int* i, const char* first, const char* second_word,
+                bool* second) {
+  const std::string option = argv[*i];
+  std::string v;
+  if (!take_text(kCmd, argc, argv, i, &v)) return 2;
+  if (v == first || v == second_word) {
+    *second = v == second_word;
+    return 0;
+  }
+  return usage_error(kCmd, (option + " takes '" + first + "' or '" + second_word + "'").c_str());
+}
+
 int parse_args(int argc, char** argv, PostArgs* a) {
+  bool second = false;
   for (int i = 0; i < argc; ++i) {
     const char* s = argv[i];
     if (std::strcmp(s, "--machine") == 0) {
@@ -266,14 +281,9 @@ int parse_args(int argc, char** argv, PostArgs* a) {
       else
         return usage_error(kCmd, "--units takes 'mm' or 'inches'");
     } else if (std::strcmp(s, "--feed") == 0) {
-      std::string v;
-      if (!take_text(kCmd, argc, argv, &i, &v)) return 2;
-      if (v == "inverse-time")
-        a->feed = k5x::FeedMode::inverse_time;
-      else if (v == "per-minute")
-        a->feed = k5x::FeedMode::per_minute;
-      else
-        return usage_error(kCmd, "--feed takes 'inverse-time' or 'per-minute'");
+      if (const int r = take_either(argc, argv, &i, "inverse-time", "per-minute", &second))
+        return r;
+      a->feed = second ? k5x::FeedMode::per_minute : k5x::FeedMode::inverse_time;
     } else if (std::strcmp(s, "--dialect") == 0) {
       if (!take_text(kCmd, argc, argv, &i, &a->dialect)) return 2;
       if (a->dialect.empty()) return usage_error(kCmd, "empty dialect");
@@ -304,14 +314,7 @@ int parse_args(int argc, char** argv, PostArgs* a) {
     } else if (std::strcmp(s, "--prev") == 0) {
       if (!take_numbers(kCmd, argc, argv, &i, 3, a->prev)) return 2;
     } else if (std::strcmp(s, "--start") == 0) {
-      std::string v;
-      if (!take_text(kCmd, argc, argv, &i, &v)) return 2;
-      if (v == "auto")
-        a->start_auto = true;
-      else if (v == "prev")
-        a->start_auto = false;
-      else
-        return usage_error(kCmd, "--start takes 'auto' or 'prev'");
+      if (const int r = take_either(argc, argv, &i, "prev", "auto", &a->start_auto)) return r;
     } else if (std::strcmp(s, "--mode") == 0) {
       if (!take_int(kCmd, argc, argv, &i, &a->mode)) return 2;
       if (a->mode < 0 || a->mode > 2) return usage_error(kCmd, "--mode must be 0, 1 or 2");
@@ -337,32 +340,12 @@ int parse_args(int argc, char** argv, PostArgs* a) {
       if (!take_numbers(kCmd, argc, argv, &i, 1, &a->angle_tolerance)) return 2;
       if (!(a->angle_tolerance > 0.0)) return usage_error(kCmd, "--angle-tolerance must be above 0");
     } else if (std::strcmp(s, "--choice") == 0) {
-      std::string v;
-      if (!take_text(kCmd, argc, argv, &i, &v)) return 2;
-      if (v == "path")
-        a->choice = k5x::Choice::path;
-      else if (v == "nearest")
-        a->choice = k5x::Choice::nearest;
-      else
-        return usage_error(kCmd, "--choice takes 'path' or 'nearest'");
+      if (const int r = take_either(argc, argv, &i, "path", "nearest", &second)) return r;
+      a->choice = second ? k5x::Choice::nearest : k5x::Choice::path;
     } else if (std::strcmp(s, "--tool-axis") == 0) {
-      std::string v;
-      if (!take_text(kCmd, argc, argv, &i, &v)) return 2;
-      if (v == "cam")
-        a->machine_axis = false;
-      else if (v == "machine")
-        a->machine_axis = true;
-      else
-        return usage_error(kCmd, "--tool-axis takes 'cam' or 'machine'");
+      if (const int r = take_either(argc, argv, &i, "cam", "machine", &a->machine_axis)) return r;
     } else if (std::strcmp(s, "--wrap") == 0) {
-      std::string v;
-      if (!take_text(kCmd, argc, argv, &i, &v)) return 2;
-      if (v == "none")
-        a->wrap_modulo = false;
-      else if (v == "modulo")
-        a->wrap_modulo = true;
-      else
-        return usage_error(kCmd, "--wrap takes 'none' or 'modulo'");
+      if (const int r = take_either(argc, argv, &i, "none", "modulo", &a->wrap_modulo)) return r;
     } else if (std::strcmp(s, "--skip-bad") == 0) {
       a->skip_bad = true;
     } else if (std::strcmp(s, "--demo") == 0) {
