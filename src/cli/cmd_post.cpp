@@ -116,9 +116,9 @@ const char kPostHelp[] =
     "  --line-numbers     number the blocks\n"
     "  --decimals N, --angle-decimals N\n"
     "                     decimals of lengths (default 4) and of angles (default 3)\n"
-    "  --retract-z Z      machine Z to retract to before a rapid turns the rotary axes\n"
-    "                     more than --retract-angle degrees (default 30; default Z: the\n"
-    "                     top of the Z travel, when the machine has one)\n"
+    "  --retract-z Z      machine Z to retract to before a rapid or an unwind turns the\n"
+    "                     rotary axes more than --retract-angle degrees (default 30;\n"
+    "                     default Z: the top of the Z travel, when the machine has one)\n"
     "  --default-feed F   feed where the toolpath gives none (default 1000 per minute)\n"
     "\n"
     "  --threads N        read, plan and write on up to N threads (0: one per core;\n"
@@ -130,16 +130,20 @@ const char kPostHelp[] =
     "line is the move's source line; solver the solver's result for the chosen solution (two\n"
     "rotary axes: 0 in travel, 1 unreachable, else a travel code; three rotary axes: 1 in\n"
     "travel, -1 no solution, else a travel code); travel the position's travel code (0 in\n"
-    "travel, +-k axis k = 1..6 above/below, 9 several); status 'ok', 'out-of-travel:' with\n"
-    "the axes (B+ above, B- below) or 'unreachable' (the position fields are then empty).\n"
+    "travel, +-k axis k = 1..6 above/below, 9 several); status 'ok', 'unwind' (in travel,\n"
+    "but the travel limits force the rotary axes round in the cut: no straight motion\n"
+    "keeps the tool on the part, so a G-code program retracts there), 'out-of-travel:'\n"
+    "with the axes (B+ above, B- below) or 'unreachable' (the position fields are then\n"
+    "empty).\n"
     "Rows inserted by --subdivide carry the line of the move they lead to and an empty\n"
     "solver field; the move's own row comes last. An unreachable or out-of-travel move\n"
     "never stops the run.\n"
     "\n"
     "A summary goes to standard error: moves read, positions written and inserted,\n"
     "unreachable moves, out-of-travel positions per axis, rotary swings over 45 degrees\n"
-    "(the first ones with their lines), the range of each rotary axis, the largest\n"
-    "deviation left between positions, the elapsed time and the moves per second.\n"
+    "in cuts and the unwinds among them (the first ones with their lines), the range of\n"
+    "each rotary axis, the largest deviation left between positions, the elapsed time and\n"
+    "the moves per second.\n"
     "\n"
     "Exit status: 0 done; 1 the machine, toolpath or output cannot be read or written;\n"
     "2 bad arguments, or a malformed line (reported as FILE:LINE: reason) without\n"
@@ -492,6 +496,13 @@ void print_summary(const char* machine, const char* source, const k5x::Planner& 
                  w.degrees);
   if (s.swings > static_cast<long>(s.first_swings.size()))
     std::fprintf(stderr, "    ...\n");
+  if (s.unwinds > 0) {
+    std::fprintf(stderr, "  unwinds forced in cuts       %ld\n", s.unwinds);
+    for (const k5x::Swing& w : s.first_unwinds)
+      std::fprintf(stderr, "    line %ld: %s turns %.3f degrees\n", w.line, axis_letter(w.axis),
+                   w.degrees);
+    if (s.unwinds > static_cast<long>(s.first_unwinds.size())) std::fprintf(stderr, "    ...\n");
+  }
   if (s.singular_spread > 0)
     std::fprintf(stderr, "  swings spread near vertical  %ld\n", s.singular_spread);
   for (int i = 0; i < 3; ++i)

@@ -28,7 +28,10 @@ void CsvWriter::position(const PlannedPosition& p) {
   out_->put(',');
   out_->put_int(p.travel_code);
   if (p.travel_code == 0) {
-    out_->put(",ok\n", 4);
+    if (p.unwind)
+      out_->put(",unwind\n", 8);
+    else
+      out_->put(",ok\n", 4);
     return;
   }
   out_->put(",out-of-travel:", 15);

@@ -232,7 +232,13 @@ void GcodeWriter::position(const PlannedPosition& p) {
   double turn = 0.0;
   for (int k = 3; k < 6 && have_last_; ++k)
     if (opt_.has_axis[k]) turn = std::fmax(turn, std::fabs(p.axes[k] - last_axes_[k]));
-  if (rapid && have_last_ && opt_.retract && !opt_.tcp && turn > opt_.retract_degrees) {
+  const bool unwind = p.unwind && !p.inserted;
+  const bool retract = have_last_ && opt_.retract && !opt_.tcp && turn > opt_.retract_degrees;
+  if (unwind && !retract)
+    comment("line " + std::to_string(p.line) +
+            ": the rotary axes must turn round in the cut; --retract-z retracts the tool first");
+  double plunge = -1.0;  // after an unwind's retract: the way down, the rotary axes at rest
+  if ((rapid || unwind) && retract) {
     // Clear of the workpiece before the rotary axes swing round.
     const std::string z = word(2, opt_.retract_z);
     block(dialect_.get("rapid") + " " + z);
@@ -246,6 +252,17 @@ void GcodeWriter::position(const PlannedPosition& p) {
       last_word_[k] = w;
     }
     if (!turn_words.empty()) block(dialect_.get("rapid") + turn_words);
+    if (unwind) {
+      // Over the place to come back to, then down to it at the feed.
+      std::string over;
+      for (int k = 0; k < 2; ++k) {
+        const std::string w = word(k, v[k]);
+        if (w != last_word_[k]) over += " " + w;
+        last_word_[k] = w;
+      }
+      if (!over.empty()) block(dialect_.get("rapid") + over);
+      plunge = std::fabs(opt_.retract_z - v[2]);
+    }
   }
   std::string words;
   for (int k = 0; k < 6; ++k) {
@@ -271,6 +288,10 @@ void GcodeWriter::position(const PlannedPosition& p) {
       for (int k = 0; k < 3 && have_last_; ++k)
         length += (p.tip[k] - last_tip_[k]) * (p.tip[k] - last_tip_[k]);
       length = std::sqrt(length);
+      if (plunge >= 0.0) {
+        length = plunge;
+        turn = 0.0;
+      }
       const double minutes = std::fmax(std::fmax(length / feed, turn / 3600.0), 1e-6);
       std::snprintf(buf, sizeof buf, "F%.3f", 1.0 / minutes);
       f = buf;

@@ -28,6 +28,13 @@ bool same_angles(const double a[3], const double b[3]) {
   return true;
 }
 
+// The same angles up to whole turns.
+bool same_turn(const double a[3], const double b[3]) {
+  for (int k = 0; k < 3; ++k)
+    if (!(std::fabs(std::remainder(a[k] - b[k], 360.0)) <= 1e-6)) return false;
+  return true;
+}
+
 void restore_loaded(State& st, const MachineFacts& f) {
   for (int k = 0; k < 6; ++k) {
     st.machine.travel_min[k] = f.loaded_min[k];
@@ -144,7 +151,18 @@ void solve_all(State& st, const MachineFacts& f, const double dir[3], const doub
     double second[3];
     vcopy(st.sol2, second);
     if (f.indexed) {
-      // The second branch snapped as the solver snaps the first: solve again from it.
+      // Snapping leaves the solver's two solutions on one branch: the other branch comes from
+      // the geometry alone, then is snapped as the first was by solving again from it.
+      const int behaviour = st.machine.increment_behaviour;
+      const char silent = st.silent;
+      st.machine.increment_behaviour = 0;
+      st.silent = 1;
+      double raw[3];
+      solve_direction(st, dir, seed, raw);
+      const double* other = same_turn(st.sol1, raw) ? st.sol2 : st.sol1;
+      vcopy(other, second);
+      st.machine.increment_behaviour = behaviour;
+      st.silent = silent;
       base_code[1] = solve_direction(st, dir, second, base[1]);
       if (base_code[1] != 1 && !same_angles(base[1], base[0])) bases = 2;
     } else if (!same_angles(second, base[0])) {

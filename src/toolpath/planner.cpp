@@ -24,6 +24,8 @@ constexpr double kSweepStep = 1.0;
 constexpr int kMaxSweepSteps = 8192;
 // Moves on each side of a swing near the singular direction that take a share of it.
 constexpr int kSpreadMoves = 10;
+// Half a turn and this much more is the long way round.
+constexpr double kSameTurn = 1e-6;
 
 double angle_between(const double a[3], const double b[3]) {
   double c[3];
@@ -161,7 +163,7 @@ void Planner::finish() {
   if (count_ > 0) plan_and_emit(count_);
 }
 
-double Planner::motion(const double a[3], const double b[3], bool at_pole) const {
+double Planner::motion(const double a[3], const double b[3], bool at_pole, bool cutting) const {
   double largest = 0.0, first = 0.0;
   for (int i = 0; i < 3; ++i) {
     if (!facts_.has_axis[3 + i]) continue;
@@ -176,14 +178,25 @@ double Planner::motion(const double a[3], const double b[3], bool at_pole) const
   }
   if (!std::isfinite(largest)) return kOutOfTravelCost;
   double cost = opt_.mode == 1 ? first + 1e-3 * largest : largest;
+  // Clear of the workpiece, any motion is only motion: the place to unwind.
+  if (!cutting) return cost;
   // From one side of the pole to the other, the axes moving together pass it: the tool leaves
-  // the programmed directions on the way unless they themselves pass it.
+  // the programmed directions on the way unless they themselves pass it. A limited axis turning
+  // more than half a turn goes the long way round, sweeping the tool about the part, unless the
+  // tool stands along the first axis where that axis is free.
   const int s = facts_.second_free;
+  bool near_pole = false, crosses = false;
   if (s >= 0) {
     const double sa = std::sin((a[s] - facts_.pole) * kDeg), sb = std::sin((b[s] - facts_.pole) * kDeg);
     const double near = std::sin(opt_.angle_tolerance * kDeg);
-    if (sa * sb < 0.0 && std::fabs(sa) > near && std::fabs(sb) > near) cost += kBranchCost;
+    near_pole = std::fabs(sa) <= near || std::fabs(sb) <= near;
+    crosses = sa * sb < 0.0 && !near_pole;
   }
+  bool long_way = false;
+  for (int i = 0; i < 3 && !long_way; ++i)
+    long_way = facts_.limited[i] && std::fabs(b[i] - a[i]) > 180.0 + kSameTurn &&
+               !(at_pole && near_pole && i == facts_.first_free);
+  if (crosses || long_way) cost += kBranchCost;
   return cost;
 }
 
@@ -194,23 +207,24 @@ void Planner::plan_and_emit(int emit_count) {
     Held& h = held_[static_cast<std::size_t>(m)];
     const bool at_pole = prev >= 0 && near_first_axis(held_[static_cast<std::size_t>(prev)].move.axis,
                                                       h.move.axis);
+    const bool cutting = !h.move.rapid;
     for (int j = 0; j < h.cand.count; ++j) {
       const double penalty = h.cand.in_travel[j] ? 0.0 : kOutOfTravelCost;
       double best;
       int best_k = -1;
       if (prev >= 0) {
         const Held& p = held_[static_cast<std::size_t>(prev)];
-        best = p.cost[0] + motion(p.cand.abc[0], h.cand.abc[j], at_pole);
+        best = p.cost[0] + motion(p.cand.abc[0], h.cand.abc[j], at_pole, cutting);
         best_k = 0;
         for (int k = 1; k < p.cand.count; ++k) {
-          const double c = p.cost[k] + motion(p.cand.abc[k], h.cand.abc[j], at_pole);
+          const double c = p.cost[k] + motion(p.cand.abc[k], h.cand.abc[j], at_pole, cutting);
           if (c < best) {
             best = c;
             best_k = k;
           }
         }
       } else if (anchored_) {
-        best = motion(anchor_abc_, h.cand.abc[j]);
+        best = motion(anchor_abc_, h.cand.abc[j], false, cutting);
       } else if (free_start_) {
         best = 0.0;
       } else {
@@ -340,6 +354,12 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
   double pos[6];
   place(st_, h.move.point, abc, pos);
   vcopy(abc, pos + 3);
+  bool unwind = false;
+  // Three rotary axes have no branch to change: what the cost weighs there is a preference.
+  if (have_last_ && !h.move.rapid && opt_.choice == Choice::path && !facts_.three_rotary) {
+    const double cost = motion(last_pos_ + 3, abc, near_first_axis(last_axis_, h.move.axis), true);
+    unwind = cost >= kBranchCost && cost < kOutOfTravelCost;
+  }
   if (have_last_) {
     for (int i = 0; i < 3; ++i) {
       if (!facts_.has_axis[3 + i]) continue;
@@ -350,14 +370,22 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
         stats_.max_jump_axis = kIdA + i;
       }
     }
-    if (h.move.rapid) {
+    if (h.move.rapid || unwind) {
       // A positioning move: the tool is clear of the workpiece, nothing to keep it on.
     } else if (opt_.linearise == Linearise::tolerance)
       split(last_pos_, pos, last_tip_, h.move.point, last_axis_, h.move.axis, h, 0);
     else if (opt_.linearise == Linearise::formula)
       subdivide_formula(h, pos);
   }
-  deliver(h, pos, h.move.point, h.move.axis, false, solver_code);
+  if (unwind) {
+    ++stats_.unwinds;
+    int axis = 0;
+    for (int i = 1; i < 3; ++i)
+      if (std::fabs(abc[i] - last_pos_[3 + i]) > std::fabs(abc[axis] - last_pos_[3 + axis])) axis = i;
+    if (stats_.first_unwinds.size() < kSwingsKept)
+      stats_.first_unwinds.push_back(Swing{h.move.line, kIdA + axis, abc[axis] - last_pos_[3 + axis]});
+  }
+  deliver(h, pos, h.move.point, h.move.axis, false, solver_code, unwind);
   vcopy(pos, last_pos_);
   vcopy(pos + 3, last_pos_ + 3);
   vcopy(h.move.point, last_tip_);
@@ -521,7 +549,7 @@ void Planner::subdivide_formula(const Held& h, const double pos[6]) {
 }
 
 void Planner::deliver(const Held& h, const double pos[6], const double tip[3],
-                      const double axis[3], bool inserted, int solver_code) {
+                      const double axis[3], bool inserted, int solver_code, bool unwind) {
   PlannedPosition p;
   for (int k = 0; k < 6; ++k) p.axes[k] = pos[k];
   if (opt_.wrap_modulo)
@@ -541,6 +569,7 @@ void Planner::deliver(const Held& h, const double pos[6], const double tip[3],
   p.rapid = h.move.rapid;
   p.feed = h.move.feed;
   p.solver_code = solver_code;
+  p.unwind = unwind;
   int* flags = p.travel_flags;
   p.travel_code = travel_code(st_, p.axes, flags);
   ++stats_.positions;
@@ -559,7 +588,7 @@ void Planner::deliver(const Held& h, const double pos[6], const double tip[3],
     }
     stats_.range_min[i] = std::fmin(stats_.range_min[i], v);
     stats_.range_max[i] = std::fmax(stats_.range_max[i], v);
-    if (have_delivered_) {
+    if (have_delivered_ && !(h.move.rapid && !inserted)) {
       const double swing = std::fabs(pos[3 + i] - last_delivered_[3 + i]);
       if (swing > kSwingDegrees) {
         ++stats_.swings;

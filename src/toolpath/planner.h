@@ -37,7 +37,10 @@ class Planner {
   };
 
   void gather(Held& h, const double seed[3]);
-  double motion(const double a[3], const double b[3], bool at_pole = false) const;
+  // The cost of going from a to b: rotary motion by the --mode rule, and a weight above any
+  // motion for a swing in a cut.
+  double motion(const double a[3], const double b[3], bool at_pole = false,
+                bool cutting = true) const;
   void plan_and_emit(int emit_count);
   void spread_singular(int emit_count);
   void emit(const Held& h, const double abc[3], int solver_code);
@@ -54,7 +57,7 @@ class Planner {
   void deviation(const double p0[6], const double p1[6], const double t0[3], const double t1[3],
                  const double d0[3], const double d1[3], double* tip_dev, double* axis_dev);
   void deliver(const Held& h, const double pos[6], const double tip[3], const double axis[3],
-               bool inserted, int solver_code);
+               bool inserted, int solver_code, bool unwind = false);
 
   State& st_;
   PlanOptions opt_;

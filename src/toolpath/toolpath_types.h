@@ -30,6 +30,9 @@ struct PlannedPosition {
   bool rapid = false;                // the move's: a positioning move
   double feed = 0.0;                 // the move's programmed feed; <= 0 none
   bool reachable = true;             // false: no solution, axes are meaningless
+  // Reached by a swing the travel limits force in a cut: no straight motion of the axes keeps
+  // the tool on the part, so the tool leaves it, the rotary axes turn, and it comes back.
+  bool unwind = false;
   int solver_code = 0;
   int travel_code = 0;               // 0 in travel, +-k axis k above/below, 9 several
   int travel_flags[6] = {0, 0, 0, 0, 0, 0};  // per axis X..C: 0 in, +-(k) above/below
@@ -77,8 +80,10 @@ struct PlanStats {
   double max_jump = 0.0;
   long max_jump_line = 0;
   int max_jump_axis = 0;
-  long swings = 0;                 // rotary changes over kSwingDegrees between positions
+  long swings = 0;                 // rotary changes over kSwingDegrees between positions in cuts
   std::vector<Swing> first_swings; // the first few, for the summary
+  long unwinds = 0;                // positions with unwind set
+  std::vector<Swing> first_unwinds;
   long singular_spread = 0;        // places near the singular direction where a swing was spread
   double max_tip_deviation = 0.0;  // largest left between consecutive positions (checked only
   double max_axis_deviation = 0.0; // when linearising within tolerance)

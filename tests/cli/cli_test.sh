@@ -132,9 +132,12 @@ for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
   awk -F'[/,]' '/^GOTO\// { sub(/ *\$\$.*/, ""); if (NF >= 7) { i = $5; j = $6; k = $7 }
     printf "%.5f %.5f %.5f %s %s %s\n", 25.4 * $2, 25.4 * $3, 25.4 * $4, i, j, k }' \
     "$f" >"$T/cam.txt"
-  for m in DemoHead Trunnion HeadTable ThreeRotary; do
+  for m in DemoHead Trunnion HeadTable ThreeRotary IndexedTable; do
     posted "$m" "$T/cam.txt" "--tolerance 0.05 --angle-tolerance 0.5" --start auto --subdivide
-    has "$T/post.err" "out-of-travel positions +0$" "rotary swings over 45 +0$"
+    has "$T/post.err" "out-of-travel positions +0$"
+    # The indexed table's C turns 720 degrees in all: where the tool winds further round a
+    # wall, it must unwind, and the checker has seen each unwind turn round.
+    [ "$m" = IndexedTable ] && grep -q "unwinds forced" "$T/post.err" || has "$T/post.err" "rotary swings over 45 +0$"
   done
 done
 [ "$shared" -ge 2 ]
@@ -145,6 +148,20 @@ for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
   has "$T/p.nc" "^%$" "^G21 G90 G17$" "^G54$" "^G93 G1 " "^M30$"
   has "$T/err" "records not acted on .*PAINT [0-9]+" "APT moves .*inches, converted to mm" \
     "out-of-travel positions +0$"
+done
+# Read as APT, the rapids between passes are where the indexed table unwinds; within a pass
+# that winds 2,520 degrees round a wall it must unwind three times (the least C's 720 degrees
+# allow), retracting first, and everywhere else the tool stays within tolerance.
+for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
+  run 0 "post APT IndexedTable $f" "$K5X" post --machine IndexedTable "$f" --start auto --subdivide \
+    --retract-z 200 -o "$T/i.nc"
+  has "$T/err" "out-of-travel positions +0$" "largest deviation left +0\.0[0-4][0-9]* \(tip"
+  case "$f" in
+    *Project2*) has "$T/err" "unwinds forced in cuts +6$"
+      grep -A3 '^G0 Z200' "$T/i.nc" | grep -q '^G1 Z'
+      verdict "IndexedTable: no retract and feed back down at an unwind" $? ;;
+    *) grep -q unwinds "$T/err"; verdict "IndexedTable: unwinds on $f" $((1 - $?)) ;;
+  esac
 done
 # More threads, the same program byte for byte (but for the header's date and command).
 "$K5X" post --machine Trunnion "$f" --subdivide --threads 2 -o "$T/p2.nc" 2>/dev/null

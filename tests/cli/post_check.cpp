@@ -7,7 +7,8 @@
 // --flip: the toolpath's axes are in the sense opposite to the machine file's. --formula:
 // inserted rows split each rotary move evenly. --tolerance: moving linearly from row to row,
 // the tip stays within T of the programmed straight move and the axis within DEG of the
-// programmed change of axis, checked at seven points between rows.
+// programmed change of axis, checked at seven points between rows (not into an unwind row,
+// which the tool reaches off the part).
 // Prints "checked N moves ..." and exits 0, or lists the faults and exits 1.
 #include <cmath>
 #include <cstdio>
@@ -127,7 +128,7 @@ int main(int argc, char** argv) {
       std::strcmp(buf, "line,X,Y,Z,A,B,C,solver,travel,status\n") != 0)
     fault(0, "bad or missing CSV header");
 
-  long checked = 0, unreachable = 0, inserted = 0, last_line = 0;
+  long checked = 0, unreachable = 0, inserted = 0, unwinds = 0, last_line = 0;
   bool have_prev = false;
   double prev[6] = {}, pos[6], last_row[6] = {};
   const std::vector<double>* prev_move = nullptr;
@@ -154,11 +155,20 @@ int main(int argc, char** argv) {
     for (int k = 0; k < 6; ++k) pos[k] = std::atof(f[1 + k].c_str());
     int flags[6];
     const int travel = k5x_testcoursesXYZABC(pos, flags);
-    if (f[8] != std::to_string(travel) || (f[9] == "ok") != (travel == 0) ||
+    // An unwind is in travel, reached with the tool off the part: the rows around it are not
+    // joined by a cut, but it must be a real swing round, or it hides a deviation.
+    const bool unwind = f[9] == "unwind";
+    if (unwind) {
+      ++unwinds;
+      double turn = 0.0;
+      for (int k = 3; k < 6; ++k) turn = std::fmax(turn, std::fabs(pos[k] - last_row[k]));
+      if (!(turn > 90.0)) fault(line, "an unwind that turns no axis round");
+    }
+    if (f[8] != std::to_string(travel) || (f[9] == "ok" || unwind) != (travel == 0) ||
         (travel != 0 && f[9].rfind("out-of-travel:", 0) != 0))
       fault(line, "travel " + f[8] + " " + f[9] + ", the library says " + std::to_string(travel));
     const std::vector<double>& m = it->second;
-    if (tolerance > 0.0 && have_prev && prev_move != nullptr) {
+    if (tolerance > 0.0 && have_prev && prev_move != nullptr && !unwind) {
       double tip_dev = 0.0, axis_dev = 0.0;
       deviation(last_row, pos, prev_move->data(), m.data(), prev_move->data() + 3, &m[3], length,
                 &tip_dev, &axis_dev);
@@ -201,8 +211,8 @@ int main(int argc, char** argv) {
   if (checked + unreachable != static_cast<long>(moves.size()))
     fault(0, std::to_string(checked + unreachable) + " move rows for " +
                  std::to_string(moves.size()) + " moves");
-  std::printf("checked %ld moves (%ld unreachable, %ld inserted rows), %d faults\n", checked,
-              unreachable, inserted, faults);
+  std::printf("checked %ld moves (%ld unreachable, %ld inserted rows, %ld unwinds), %d faults\n",
+              checked, unreachable, inserted, unwinds, faults);
   if (tolerance > 0.0)
     std::printf("largest deviation between rows: tip %g, axis %g degrees\n", worst_tip,
                 worst_axis);
