@@ -448,7 +448,9 @@ void Planner::split(const double p0[6], const double p1[6], const double t0[3],
       if (solved) place(st_, tm, pm + 3, pm);
     }
   }
-  if (!within && !solved && near_first_axis(d0, d1) && sweep(p0, p1, t0, t1, d0, d1, h))
+  // Where halving gets no further, a rotary axis turns a long way over a tiny part of the move.
+  if (!within && !solved && (near_first_axis(d0, d1) || depth >= kMaxDepth) &&
+      sweep(p0, p1, t0, t1, d0, d1, h))
     return;
   if (!solved) {
     record_deviation(tip_dev, axis_dev, h.move.line);

@@ -149,19 +149,22 @@ for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
   has "$T/err" "records not acted on .*PAINT [0-9]+" "APT moves .*inches, converted to mm" \
     "out-of-travel positions +0$"
 done
-# Read as APT, the rapids between passes are where the indexed table unwinds; within a pass
-# that winds 2,520 degrees round a wall it must unwind three times (the least C's 720 degrees
-# allow), retracting first, and everywhere else the tool stays within tolerance.
+# Read as APT (local frames, rapids), on every machine: in travel and within tolerance. The
+# rapids between passes are where the indexed table unwinds; within a pass that winds 2,520
+# degrees round a wall it must unwind three times (the least C's 720 degrees allow), retracting
+# first.
 for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
-  run 0 "post APT IndexedTable $f" "$K5X" post --machine IndexedTable "$f" --start auto --subdivide \
-    --retract-z 200 -o "$T/i.nc"
-  has "$T/err" "out-of-travel positions +0$" "largest deviation left +0\.0[0-4][0-9]* \(tip"
-  case "$f" in
-    *Project2*) has "$T/err" "unwinds forced in cuts +6$"
-      grep -A3 '^G0 Z200' "$T/i.nc" | grep -q '^G1 Z'
-      verdict "IndexedTable: no retract and feed back down at an unwind" $? ;;
-    *) grep -q unwinds "$T/err"; verdict "IndexedTable: unwinds on $f" $((1 - $?)) ;;
-  esac
+  for m in DemoHead Trunnion HeadTable ThreeRotary IndexedTable; do
+    run 0 "post APT $m $f" "$K5X" post --machine "$m" "$f" --start auto --subdivide \
+      --retract-z 200 -o "$T/i.nc"
+    has "$T/err" "out-of-travel positions +0$" "largest deviation left +0\.0[0-4][0-9]* \(tip"
+    case "$m $f" in
+      IndexedTable*Project2*) has "$T/err" "unwinds forced in cuts +6$"
+        grep -A3 '^G0 Z200' "$T/i.nc" | grep -q '^G1 Z'
+        verdict "IndexedTable: no retract and feed back down at an unwind" $? ;;
+      *) grep -q unwinds "$T/err"; verdict "$m: unwinds on $f" $((1 - $?)) ;;
+    esac
+  done
 done
 # More threads, the same program byte for byte (but for the header's date and command).
 "$K5X" post --machine Trunnion "$f" --subdivide --threads 2 -o "$T/p2.nc" 2>/dev/null
