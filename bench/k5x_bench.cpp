@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/embedded_machines.h"
+#include "load_machine.h"
 #include "k5x.h"
 #include "geometry/load.h"
 #include "machine/machine_model.h"
@@ -20,8 +21,7 @@ namespace {
 const double kDeg = 3.141592653589793 / 180.0;
 
 bool load(const char* name) {
-  std::string label;
-  if (k5x_cli::load_machine_arg(name, &label) != 0) return false;
+  if (k5x_test::load_machine_c_api(name) != 0) return false;
   k5x_setsilentmode(1);
   return true;
 }
@@ -93,9 +93,7 @@ BENCHMARK(BM_Xyzabc)->Arg(0)->Arg(1);
 // DemoHead, tool axes in CAM sense. Arg 0: plan over the path; 1: nearest, move by move.
 void post_run(benchmark::State& state, k5x::Linearise linearise) {
   k5x::State st;
-  if (k5x_cli::load_machine_arg("DemoHead", nullptr, [&st](const char* path) {
-        return k5x::machine_def(st, path);
-      }) != 0) {
+  if (k5x::machine_def_text(st, k5x_cli::find_embedded_machine("DemoHead")->text) != 0) {
     state.SkipWithError("cannot load DemoHead");
     return;
   }

@@ -18,6 +18,7 @@
 #include <kdl/jntarray.hpp>
 
 #include "cli/embedded_machines.h"
+#include "load_machine.h"
 #include "k5x.h"
 
 namespace {
@@ -83,8 +84,7 @@ inline void floor_move(const Pose& pose, const double prev[3], double out[6]) {
 }
 
 bool load_trunnion() {
-  std::string label;
-  if (k5x_cli::load_machine_arg("Trunnion", &label) != 0) return false;
+  if (k5x_test::load_machine_c_api("Trunnion") != 0) return false;
   k5x_setsilentmode(1);
   return true;
 }

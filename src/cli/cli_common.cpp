@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include "cli/embedded_machines.h"
-#include "k5x.h"
+#include "geometry/axis_queries.h"
 
 namespace k5x_cli {
 
@@ -35,13 +35,19 @@ const char* load_code_text(int code) {
   }
 }
 
-bool load_or_report(const std::string& machine_arg) {
-  return load_or_report(machine_arg, [](const char* path) { return k5x_machine_def(path); });
-}
-
-bool load_or_report(const std::string& machine_arg, const std::function<int(const char*)>& load) {
-  std::string label;
-  const int code = load_machine_arg(machine_arg, &label, load);
+bool load_or_report(const std::string& machine_arg, k5x::Machine* machine) {
+  int count = 0;
+  const EmbeddedMachine* embedded =
+      machine_arg.empty() ? embedded_machines(&count) : find_embedded_machine(machine_arg);
+  const std::string label =
+      embedded != nullptr ? std::string("embedded machine ") + embedded->name : machine_arg;
+  int code = 0;
+  try {
+    *machine = embedded != nullptr ? k5x::Machine::from_text(embedded->text)
+                                   : k5x::Machine::from_file(machine_arg);
+  } catch (const k5x::LoadError& e) {
+    code = e.code();
+  }
   if (code == 0) return true;
   // The library opens a directory without complaint and then finds no frame in it.
   struct stat st;
@@ -176,10 +182,10 @@ std::string travel_flags_text(const int flags[6]) {
   return s;
 }
 
-bool machine_has_three_rotary() {
-  return k5x_axe_sens(4) != 0 && k5x_axe_sens(5) != 0 && k5x_axe_sens(6) != 0;
+bool machine_has_three_rotary(const k5x::State& st) {
+  return k5x::axis_sense(st, 4) != 0 && k5x::axis_sense(st, 5) != 0 && k5x::axis_sense(st, 6) != 0;
 }
 
-bool machine_has_axis(int id) { return k5x_axe_type(id) != -100; }
+bool machine_has_axis(const k5x::State& st, int id) { return k5x::axis_type(st, id) != -100; }
 
 }  // namespace k5x_cli

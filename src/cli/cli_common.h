@@ -3,18 +3,20 @@
 #ifndef K5X_CLI_CLI_COMMON_H
 #define K5X_CLI_CLI_COMMON_H
 
-#include <functional>
 #include <string>
+
+#include "cpp/k5x.hpp"
+#include "cpp/machine_impl.h"
+#include "machine/machine_model.h"
 
 namespace k5x_cli {
 
 // One-line explanation of a k5x_machine_def code.
 const char* load_code_text(int code);
-// Loads the machine named by machine_arg (embedded name, file, or the default when empty); on
-// failure prints "k5x: cannot load <label>: code N (explanation)" on stderr and returns false.
-bool load_or_report(const std::string& machine_arg);
-// The same through load (a file path in, a load code out), for a caller with its own machine.
-bool load_or_report(const std::string& machine_arg, const std::function<int(const char*)>& load);
+// Loads the machine named by machine_arg (embedded name, file, or the default when empty) into
+// machine; on failure prints "k5x: cannot load <label>: code N (explanation)" on stderr and
+// returns false.
+bool load_or_report(const std::string& machine_arg, k5x::Machine* machine);
 
 // Strict number parsing: the whole text must be one finite number.
 bool parse_double(const char* text, double* out);
@@ -53,11 +55,13 @@ std::string solver3r_code_text(int code);
 // Compact travel flags for a status word: "X+B-" from six flags (empty when all are 0).
 std::string travel_flags_text(const int flags[6]);
 
-// True when the loaded machine has the three rotary axes A, B and C (so that the three-rotary
-// solver applies).
-bool machine_has_three_rotary();
-// True when the loaded machine has an axis record for identifier id.
-bool machine_has_axis(int id);
+// True when the machine has the three rotary axes A, B and C (so that the three-rotary solver
+// applies).
+bool machine_has_three_rotary(const k5x::State& st);
+// True when the machine has an axis record for identifier id.
+bool machine_has_axis(const k5x::State& st, int id);
+// The state inside a machine, for the library functions the C++ interface does not name.
+inline k5x::State& state_of(k5x::Machine& machine) { return machine.impl().st; }
 
 }  // namespace k5x_cli
 

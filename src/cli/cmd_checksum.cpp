@@ -35,12 +35,13 @@ int cmd_checksum(int argc, char** argv) {
   if (argc < 1) return usage_error("checksum", "give at least one machine");
   int status = 0;
   for (int i = 0; i < argc; ++i) {
-    if (!load_or_report(argv[i])) {
+    k5x::Machine machine;
+    if (!load_or_report(argv[i], &machine)) {
       status = 1;
       continue;
     }
     uint32_t c[3] = {0, 0, 0};
-    for (int mode = 1; mode <= 3; ++mode) k5x_machine_checksum(mode, &c[mode - 1]);
+    for (int mode = 1; mode <= 3; ++mode) c[mode - 1] = machine.checksum(mode).value;
     std::printf("%08x %08x %08x  %s\n", static_cast<unsigned>(c[0]), static_cast<unsigned>(c[1]),
                 static_cast<unsigned>(c[2]), argv[i]);
   }

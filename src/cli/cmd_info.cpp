@@ -1,17 +1,16 @@
-// k5x info: the loaded machine in readable form, built from the public axis queries only.
+// k5x info: the loaded machine in readable form, built from the axis queries.
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include "cli/cli_common.h"
 #include "cli/commands.h"
-#include "cli/embedded_machines.h"
-#include "k5x.h"
-#include "geometry/load.h"
-#include "machine/machine_model.h"
-#include "toolpath/kinematics.h"
+#include "geometry/axis_queries.h"
+#include "geometry/transforms.h"
+#include "geometry/travel.h"
+#include "machine/checksum.h"
+#include "motion/increments.h"
 
 namespace k5x_cli {
 
@@ -35,6 +34,8 @@ const char kInfoHelp[] =
 // identifier; a record that lost its letter slot to a later one cannot be reached and is
 // reported by its parent's link name only.
 struct TreePrinter {
+  explicit TreePrinter(k5x::State& machine) : st(machine) {}
+  k5x::State& st;
   bool shown[9] = {};
   bool workpiece_side[9] = {};
 
@@ -44,7 +45,7 @@ struct TreePrinter {
   void mark_workpiece_side() {
     int id = -1;
     for (int guard = 0; guard < 9; ++guard) {
-      const int parent = k5x_axe_previous(id);
+      const int parent = k5x::axis_parent(st, id);
       if (parent < -2 || parent > 6 || parent == 0) break;
       workpiece_side[slot(parent)] = true;
       id = parent;
@@ -60,7 +61,7 @@ struct TreePrinter {
 
   void print_record(int id, int depth) {
     const std::string indent(2 * depth, ' ');
-    const int kind = k5x_axe_type(id);
+    const int kind = k5x::axis_type(st, id);
     if (kind == -100) {
       std::printf("%s- %s: missing\n", indent.c_str(), id_name(id));
       return;
@@ -70,7 +71,7 @@ struct TreePrinter {
       return;
     }
     shown[slot(id)] = true;
-    const char* name = k5x_axe_nom(id);
+    const char* name = k5x::axis_name(st, id);
     std::printf("%s- %s \"%s\": %s", indent.c_str(), id_name(id), name ? name : "", kind_text(kind));
     if (kind == -3 || kind == -4) {
       // The factor turns an axis value into motion (degrees to radians for a rotary axis);
@@ -82,34 +83,34 @@ struct TreePrinter {
     }
     std::printf("\n");
     const std::string pad = indent + "  ";
-    const double* dir = k5x_axe_axe(id);
-    const double* pt = k5x_axe_point(id);
+    const double* dir = k5x::axis_direction(st, id);
+    const double* pt = k5x::axis_point(st, id);
     if (dir) std::printf("%s  direction (%.6g, %.6g, %.6g)\n", pad.c_str(), dir[0], dir[1], dir[2]);
     if (pt) std::printf("%s  point     (%.6g, %.6g, %.6g)\n", pad.c_str(), pt[0], pt[1], pt[2]);
-    const int* color = k5x_axe_color(id);
+    const int* color = k5x::axis_color(st, id);
     if (color && (kind == -3 || kind == -4))
       std::printf("%s  colour    %d %d %d\n", pad.c_str(), color[0], color[1], color[2]);
     if (kind == -3) {
-      const double step = k5x_get_axe_increment(id);
-      std::printf("%s  law %d, direction flag %d, ", pad.c_str(), k5x_axe_loi(id), k5x_axe_sens(id));
-      if (step > k5x_util_eps())
+      const double step = k5x::axis_increment(st, id);
+      std::printf("%s  law %d, direction flag %d, ", pad.c_str(), k5x::axis_law(st, id), k5x::axis_sense(st, id));
+      if (step > st.eps)
         std::printf("indexed in %.6g-degree steps", step);
       else
         std::printf("continuous");
-      std::printf("%s\n", k5x_axe_fixe_get(id) ? ", locked" : "");
+      std::printf("%s\n", k5x::axis_locked(st, id) ? ", locked" : "");
     }
     std::string coll;
     for (int j = -2; j <= 6; ++j)
-      if (k5x_axe_collision(id, j)) {
+      if (k5x::axis_collisions(st, id, j)) {
         if (!coll.empty()) coll += ", ";
         coll += id_name(j);
       }
     if (!coll.empty()) std::printf("%s  may collide with %s\n", pad.c_str(), coll.c_str());
-    const int n = k5x_axe_nlien(id);
+    const int n = k5x::axis_link_count(st, id);
     for (int j = 0; j < n && j < 2; ++j) {
-      const int child = k5x_axe_tlien(id, j);
+      const int child = k5x::axis_link_translation(st, id, j);
       if (child < -2 || child > 6) {
-        const char* cname = k5x_axe_slien(id, j);
+        const char* cname = k5x::axis_link_rotation(st, id, j);
         std::printf("%s  - link %d to \"%s\": not reachable by identifier\n", pad.c_str(), j,
                     cname ? cname : "");
         continue;
@@ -119,12 +120,12 @@ struct TreePrinter {
   }
 };
 
-void print_travel() {
+void print_travel(const k5x::State& st) {
   std::printf("travel:\n");
   for (int id = 1; id <= 6; ++id) {
     double lo = 0.0, hi = 0.0;
-    const int kind = k5x_axe_course(id, &lo, &hi);
-    const bool present = machine_has_axis(id);
+    const int kind = k5x::axis_travel(st, id, &lo, &hi);
+    const bool present = machine_has_axis(st, id);
     std::printf("  %s%s ", axis_letter(id), present ? " " : "*");
     if (kind == 8) {
       std::printf("?\n");
@@ -138,28 +139,28 @@ void print_travel() {
   std::printf("  (* the machine has no such axis)\n");
 }
 
-void print_settings() {
+void print_settings(k5x::State& st) {
   static const char* const kModes[] = {"largest rotary change", "first free axis change",
                                        "solver order"};
   static const char* const kRtcp[] = {"off", "full (tool and workpiece side)", "head only"};
-  const int mode = k5x_get_mode();
-  const int rtcp = k5x_get_rtcp();
+  const int mode = st.machine.mode;
+  const int rtcp = st.machine.rtcp;
   std::printf("settings:\n");
   std::printf("  mode                 %d (%s)\n", mode, mode >= 0 && mode <= 2 ? kModes[mode] : "?");
   std::printf("  rtcp                 %d (%s)\n", rtcp, rtcp >= 0 && rtcp <= 2 ? kRtcp[rtcp] : "?");
-  std::printf("  tolerance            %.6g\n", k5x_get_tol());
-  std::printf("  travel tolerance     %.6g\n", k5x_get_tol_course());
-  std::printf("  tool length          %.6g\n", k5x_get_outil());
-  std::printf("  epsilon              %.6g\n", k5x_util_eps());
+  std::printf("  tolerance            %.6g\n", st.machine.tolerance);
+  std::printf("  travel tolerance     %.6g\n", st.machine.travel_tol);
+  std::printf("  tool length          %.6g\n", st.machine.tool_length);
+  std::printf("  epsilon              %.6g\n", st.eps);
   double steps[3] = {0.0, 0.0, 0.0};
-  const int indexed = k5x_get_increment_machine(steps);
-  std::printf("  increment behaviour  %d%s\n", k5x_get_increment_behaviour(),
+  const int indexed = k5x::get_increment_machine(st, steps);
+  std::printf("  increment behaviour  %d%s\n", k5x::get_increment_behaviour(st),
               indexed ? " (the machine has indexed rotary axes)" : "");
-  std::printf("  increment tolerance  %.6g degrees\n", k5x_get_increment_tolerance());
-  const double* init = k5x_initial_position();
+  std::printf("  increment tolerance  %.6g degrees\n", k5x::get_increment_tolerance(st));
+  const double* init = st.machine.initial_position;
   if (init) std::printf("  initial position     %.6g %.6g %.6g\n", init[0], init[1], init[2]);
   double tc[6] = {0, 0, 0, 0, 0, 0};
-  if (k5x_toolchanger_position(tc))
+  if (k5x::tool_change_position(st, tc))
     std::printf("  tool change point    %.6g %.6g %.6g %.6g %.6g %.6g\n", tc[0], tc[1], tc[2],
                 tc[3], tc[4], tc[5]);
   else
@@ -179,32 +180,31 @@ int cmd_info(int argc, char** argv) {
     if (!machine_arg.empty()) return usage_error("info", "more than one machine given");
     machine_arg = argv[i];
   }
-  if (!load_or_report(machine_arg)) return 1;
+  k5x::Machine machine;
+  if (!load_or_report(machine_arg, &machine)) return 1;
+  k5x::State& st = state_of(machine);
 
-  const char* name = k5x_name_machine();
+  const char* name = k5x::machine_name(st);
   std::printf("machine: %s\n", name ? name : "(unnamed)");
-  // How k5x post reads CAM tool axes on this machine, from a machine of its own.
-  std::unique_ptr<k5x::State> own(new k5x::State());
-  if (load_machine_arg(machine_arg, nullptr,
-                       [&own](const char* path) { return k5x::machine_def(*own, path); }) == 0) {
-    own->silent = 1;
-    const bool cam = k5x::read_machine_facts(*own).cam_sense;
-    std::printf("tool axis: %s\n", cam ? "from the tip towards the spindle, as CAM systems write it"
-                                       : "from the spindle towards the tip; k5x post turns CAM "
-                                         "tool axes round");
-  }
+  // How k5x post reads CAM tool axes on this machine (the solves this takes run on a copy).
+  k5x::Machine probe = machine;
+  probe.set_silent(true);
+  std::printf("tool axis: %s\n", probe.tool_axis_is_cam_sense()
+                                     ? "from the tip towards the spindle, as CAM systems write it"
+                                     : "from the spindle towards the tip; k5x post turns CAM "
+                                       "tool axes round");
   std::printf("records:\n");
-  TreePrinter tree;
+  TreePrinter tree(st);
   tree.mark_workpiece_side();
   tree.print_record(0, 1);
   for (int id = -2; id <= 6; ++id)
-    if (machine_has_axis(id) && !tree.shown[TreePrinter::slot(id)])
+    if (machine_has_axis(st, id) && !tree.shown[TreePrinter::slot(id)])
       std::printf("  - %s: not reached from the frame\n", id_name(id));
-  print_travel();
-  print_settings();
+  print_travel(st);
+  print_settings(st);
   uint32_t c1 = 0, c3 = 0;
-  k5x_machine_checksum(1, &c1);
-  k5x_machine_checksum(3, &c3);
+  k5x::machine_checksum(st, 1, &c1);
+  k5x::machine_checksum(st, 3, &c3);
   std::printf("checksums:\n  mode 1  %08x\n  mode 3  %08x\n", static_cast<unsigned>(c1),
               static_cast<unsigned>(c3));
   return 0;

@@ -5,7 +5,9 @@
 
 #include "cli/cli_common.h"
 #include "cli/commands.h"
-#include "k5x.h"
+#include "geometry/load.h"
+#include "geometry/transforms.h"
+#include "geometry/travel.h"
 
 namespace k5x_cli {
 
@@ -78,12 +80,13 @@ int common_option(const char* cmd, int argc, char** argv, int* i, CommonArgs* c)
   return 0;
 }
 
-bool load_and_apply(const CommonArgs& c) {
-  if (!load_or_report(c.machine_arg)) return false;
-  k5x_setsilentmode(1);
-  if (c.has_tool_length) k5x_set_outil(c.tool_length);
-  if (c.has_rtcp) k5x_set_rtcp(c.rtcp);
-  if (c.has_tolerance) k5x_set_tol(c.tolerance);
+bool load_and_apply(const CommonArgs& c, k5x::Machine* machine) {
+  if (!load_or_report(c.machine_arg, machine)) return false;
+  k5x::State& st = state_of(*machine);
+  st.silent = 1;
+  if (c.has_tool_length) st.machine.tool_length = c.tool_length;
+  if (c.has_rtcp) k5x::set_rtcp(st, c.rtcp);
+  if (c.has_tolerance) st.machine.tolerance = c.tolerance;
   return true;
 }
 
@@ -118,17 +121,19 @@ int cmd_xyz(int argc, char** argv) {
   }
   if (!have_point) return usage_error(kCmd, "--point X Y Z is required");
   if (!have_abc) return usage_error(kCmd, "--abc A B C is required");
-  if (!load_and_apply(c)) return 1;
+  k5x::Machine machine;
+  if (!load_and_apply(c, &machine)) return 1;
+  k5x::State& st = state_of(machine);
 
   double xyz[3] = {0.0, 0.0, 0.0};
-  const int code = k5x_pts2xyz(point, abc, xyz);
+  const int code = k5x::place_tip(st, point, abc, xyz);
   const double pos[6] = {xyz[0], xyz[1], xyz[2], abc[0], abc[1], abc[2]};
   int flags[6] = {0, 0, 0, 0, 0, 0};
-  const int all = k5x_testcoursesXYZABC(pos, flags);
-  const char* name = k5x_name_machine();
+  const int all = k5x::travel_test(st, pos, flags);
+  const char* name = k5x::machine_name(st);
   std::printf("machine:  %s\n", name ? name : "(unnamed)");
   std::printf("point:    %.6f %.6f %.6f  (tool length %.6g)\n", point[0], point[1], point[2],
-              k5x_get_outil());
+              st.machine.tool_length);
   std::printf("axes:     X %.6f  Y %.6f  Z %.6f  A %.6f  B %.6f  C %.6f\n", clean(pos[0]),
               clean(pos[1]), clean(pos[2]), clean(pos[3]), clean(pos[4]), clean(pos[5]));
   std::printf("travel:   %d (%s) for X, Y, Z; %d (%s) for the position\n", code,
@@ -163,24 +168,26 @@ int cmd_move(int argc, char** argv) {
   }
   if (!have_from) return usage_error(kCmd, "--from X Y Z A B C is required");
   if (!have_to) return usage_error(kCmd, "--to X Y Z A B C is required");
-  if (!load_and_apply(c)) return 1;
+  k5x::Machine machine;
+  if (!load_and_apply(c, &machine)) return 1;
+  k5x::State& st = state_of(machine);
 
   int n = steps;
   double* table = nullptr;
-  const int code = k5x_xyzabc(from, to, &n, &table);
-  const char* name = k5x_name_machine();
-  std::printf("machine: %s, rtcp %d, tolerance %.6g\n", name ? name : "(unnamed)", k5x_get_rtcp(),
-              k5x_get_tol());
+  const int code = k5x::subdivide_move(st, from, to, &n, &table);
+  const char* name = k5x::machine_name(st);
+  std::printf("machine: %s, rtcp %d, tolerance %.6g\n", name ? name : "(unnamed)", st.machine.rtcp,
+              st.machine.tolerance);
   std::printf("%-6s %12s %12s %12s %11s %11s %11s  %2s  %s\n", "step", "X", "Y", "Z", "A", "B",
               "C", "tc", "status");
   int flags[6] = {0, 0, 0, 0, 0, 0};
-  print_position_row("start", from, k5x_testcoursesXYZABC(from, flags), flags);
+  print_position_row("start", from, k5x::travel_test(st, from, flags), flags);
   if (table != nullptr) {
     for (int k = 0; k < n; ++k) {
       const double* row = table + 6 * k;
       char label[16];
       std::snprintf(label, sizeof label, "%d", k + 1);
-      print_position_row(label, row, k5x_testcoursesXYZABC(row, flags), flags);
+      print_position_row(label, row, k5x::travel_test(st, row, flags), flags);
     }
   }
   std::string meaning;

@@ -552,11 +552,9 @@ int run_post(const PostArgs& a) {
     }
   } closer{in, close_in};
 
-  // A machine of this run's own, not the process-wide one of the C functions.
-  std::unique_ptr<k5x::State> owned(new k5x::State());
-  k5x::State& st = *owned;
-  if (!load_or_report(a.machine, [&st](const char* path) { return k5x::machine_def(st, path); }))
-    return 1;
+  k5x::Machine machine;
+  if (!load_or_report(a.machine, &machine)) return 1;
+  k5x::State& st = state_of(machine);
   st.silent = 1;  // trace lines would mix with the CSV
   if (a.mode >= 0) k5x::set_mode(st, a.mode);
   if (a.rtcp >= 0) k5x::set_rtcp(st, a.rtcp);

@@ -6,7 +6,12 @@
 
 #include "cli/cli_common.h"
 #include "cli/commands.h"
-#include "k5x.h"
+#include "geometry/axis_queries.h"
+#include "geometry/load.h"
+#include "geometry/travel.h"
+#include "motion/increments.h"
+#include "solutions/enumeration.h"
+#include "solutions/three_rotary.h"
 
 namespace k5x_cli {
 
@@ -46,18 +51,18 @@ void print_abc(const char* label, const double* abc) {
               clean(abc[2]));
 }
 
-void print_all_solutions(const double ijk[3]) {
+void print_all_solutions(k5x::State& st, const double ijk[3]) {
   int count = 0;
   double* sols = nullptr;
   int* flags = nullptr;
-  const int n = k5x_ex_getallabchcpossible(ijk, &count, &sols, &flags);
+  const int n = k5x::all_solutions(st, ijk, &count, &sols, &flags);
   if (n == -2) {
     std::printf("all solutions: out of memory\n");
     return;
   }
   if (n == 0 || sols == nullptr) {
     std::printf("all solutions: none within travel\n");
-    k5x_ex_abchcpossible_free();
+    k5x::free_all_solutions(st);
     return;
   }
   const int shown = n < 0 ? count : n;
@@ -74,7 +79,7 @@ void print_all_solutions(const double ijk[3]) {
                 clean(s[2]),
                 free_axes.empty() ? "" : "  free: ", free_axes.c_str());
   }
-  k5x_ex_abchcpossible_free();
+  k5x::free_all_solutions(st);
 }
 
 }  // namespace
@@ -123,34 +128,36 @@ int cmd_solve(int argc, char** argv) {
   }
   if (len <= 1e-12)
     return usage_error(kCmd, "the direction I J K has zero length");
-  if (!load_or_report(machine_arg)) return 1;
-  if (mode >= 0) k5x_set_mode(mode);
-  k5x_setsilentmode(trace ? 0 : 1);
+  k5x::Machine machine;
+  if (!load_or_report(machine_arg, &machine)) return 1;
+  k5x::State& st = state_of(machine);
+  if (mode >= 0) k5x::set_mode(st, mode);
+  st.silent = trace ? 0 : 1;
 
-  const char* name = k5x_name_machine();
+  const char* name = k5x::machine_name(st);
   std::printf("machine:    %s\n", name ? name : "(unnamed)");
   std::printf("direction:  I %.6f  J %.6f  K %.6f\n", ijk[0], ijk[1], ijk[2]);
   print_abc("previous:", prev);
 
   double out[3] = {prev[0], prev[1], prev[2]};
-  if (machine_has_three_rotary()) {
-    const int m = mode >= 0 ? mode : k5x_get_mode();
+  if (machine_has_three_rotary(st)) {
+    const int m = mode >= 0 ? mode : st.machine.mode;
     // The solver leaves lock flags and narrowed travel windows behind; --all lists the
     // solutions of the machine as loaded.
     int fixe[3];
     double lo[3], hi[3];
     for (int i = 0; i < 3; ++i) {
-      fixe[i] = k5x_axe_fixe_get(4 + i);
-      lo[i] = k5x_axe_course_minimum(4 + i);
-      hi[i] = k5x_axe_course_maximum(4 + i);
+      fixe[i] = k5x::axis_locked(st, 4 + i);
+      lo[i] = k5x::travel_minimum(st, 4 + i);
+      hi[i] = k5x::travel_maximum(st, 4 + i);
     }
     std::fflush(stdout);  // the solver's trace lines go to the same stream
-    const int r = k5x_ex_getabc_3r(ijk, prev, out, m);
+    const int r = k5x::solve_three_rotary(st, ijk, prev, out, m);
     std::fflush(stdout);
     for (int i = 0; i < 3; ++i) {
-      k5x_axe_fixe_set(4 + i, fixe[i]);
-      k5x_axe_set_course_minimum(4 + i, lo[i]);
-      k5x_axe_set_course_maximum(4 + i, hi[i]);
+      k5x::set_axis_locked(st, 4 + i, fixe[i]);
+      k5x::set_travel_minimum(st, 4 + i, lo[i]);
+      k5x::set_travel_maximum(st, 4 + i, hi[i]);
     }
     std::printf("solver:     three rotary axes, mode %d\n", m);
     std::printf("result:     %d (%s)\n", r, solver3r_code_text(r).c_str());
@@ -159,14 +166,14 @@ int cmd_solve(int argc, char** argv) {
     else
       print_abc("chosen:", out);
   } else {
-    const int r = k5x_ijk2abc(ijk, prev, out);
-    std::printf("solver:     two rotary axes, mode %d\n", k5x_get_mode());
+    const int r = k5x::solve_direction(st, ijk, prev, out);
+    std::printf("solver:     two rotary axes, mode %d\n", st.machine.mode);
     std::printf("result:     %d (%s)\n", r, solver_code_text(r).c_str());
     print_abc("chosen:", out);
-    print_abc("solution 1:", k5x_abc_sol1());
-    print_abc("solution 2:", k5x_abc_sol2());
+    print_abc("solution 1:", st.sol1);
+    print_abc("solution 2:", st.sol2);
   }
-  if (all) print_all_solutions(ijk);
+  if (all) print_all_solutions(st, ijk);
   return 0;
 }
 

@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/embedded_machines.h"
+#include "load_machine.h"
 #include "k5x.h"
 
 namespace {
@@ -102,7 +102,7 @@ int main(int argc, char** argv) {
   }
   std::FILE* path = argc < 4 ? nullptr : std::fopen(argv[2], "r");
   std::FILE* csv = argc < 4 ? nullptr : std::fopen(argv[3], "r");
-  if (!path || !csv || k5x_cli::load_machine_arg(argv[1], nullptr) != 0) {
+  if (!path || !csv || k5x_test::load_machine_c_api(argv[1]) != 0) {
     std::fprintf(stderr, "usage: k5x_post_check MACHINE TOOLPATH CSV [options]\n");
     return 2;
   }
