@@ -33,8 +33,10 @@ k5x::Position pos6(const py::sequence& s, const char* what) {
 py::tuple tuple3(const k5x::Vec3& v) { return py::make_tuple(v[0], v[1], v[2]); }
 
 // Row status of the batch calls: the travel code (0 in travel, +-k axis k above/below, 9 several),
-// or kUnreachable for a move no solution reaches (its position is NaN).
+// kUnreachable for a move no solution reaches (its position is NaN), or kUnwind for a position in
+// travel that the travel limits force the rotary axes round to in a cut.
 constexpr int kUnreachable = 100;
+constexpr int kUnwind = 101;
 
 std::string describe(k5x::Machine& m) {
   std::ostringstream out;
@@ -115,7 +117,8 @@ py::tuple post(k5x::Machine& m, const py::array& moves, const py::object& start,
     std::vector<bool> inserted;
     void position(const k5x::PlannedPosition& p) override {
       for (int k = 0; k < 6; ++k) pos.push_back(p.reachable ? p.axes[k] : NAN);
-      status.push_back(p.reachable ? p.travel_code : kUnreachable);
+      status.push_back(!p.reachable ? kUnreachable : p.unwind && p.travel_code == 0 ? kUnwind
+                                                                                 : p.travel_code);
       source.push_back(p.index);
       inserted.push_back(p.inserted);
     }
@@ -171,6 +174,7 @@ PYBIND11_MODULE(k5x, mod) {
     }
   });
   mod.attr("UNREACHABLE") = kUnreachable;
+  mod.attr("UNWIND") = kUnwind;
   mod.def("embedded_machines", &k5x::embedded_machines,
           "Names of the machines compiled into the library, the default first.");
   mod.def("load_code_meaning", &k5x::load_code_meaning, py::arg("code"),
@@ -292,6 +296,7 @@ PYBIND11_MODULE(k5x, mod) {
            "the spindle unless tool_axis='machine'). start: None (from 0, 0, 0), 'auto' or\n"
            "(A, B, C). choice: 'path' or 'nearest'. subdivide: None, 'tolerance' or 'formula'.\n"
            "Returns (positions (M, 6), status (M,), source (M,), inserted (M,)): status is the\n"
-           "row's travel code or k5x.UNREACHABLE (positions NaN); source the move's row in\n"
+           "row's travel code, k5x.UNREACHABLE (positions NaN) or k5x.UNWIND (in travel, but the\n"
+           "rotary axes must turn round in the cut: retract there); source the move's row in\n"
            "moves; inserted rows lead up to their source move. The GIL is released meanwhile.");
 }

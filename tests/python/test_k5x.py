@@ -13,12 +13,12 @@ import k5x
 PROGRAM = os.environ.get("K5X_PROGRAM", "build/k5x")
 
 
-def cone(n, k0=1.0):
+def cone(n, k0=1.0, turns=1):
     """n moves on a circle, the tool 25 degrees off (0, 0, k0), the tip rising and falling."""
     rows = []
     t = math.radians(25.0)
     for i in range(n):
-        f = 2.0 * math.pi * i / n
+        f = 2.0 * math.pi * turns * i / n
         rows.append([30.0 * math.cos(f), 30.0 * math.sin(f), 5.0 * math.sin(3.0 * f),
                      math.sin(t) * math.cos(f), math.sin(t) * math.sin(f), k0 * math.cos(t)])
     return np.array(rows)
@@ -36,7 +36,10 @@ class BatchPost(unittest.TestCase):
         return [line.split(",") for line in out.splitlines()[1:]]
 
     def test_rows_are_the_programs(self):
-        moves = np.vstack([cone(37), cone(23, -1.0)])  # the second half mostly out of reach
+        # The second part mostly out of reach; the third winds round three times, more than the
+        # indexed table's C travels, so it unwinds.
+        moves = np.vstack([cone(37), cone(23, -1.0), cone(90, 1.0, 3)])
+        unwinds = 0
         for machine in k5x.embedded_machines():
             for subdivide, options in ((None, ()), ("tolerance", ("--subdivide",))):
                 with self.subTest(machine=machine, subdivide=subdivide):
@@ -50,10 +53,13 @@ class BatchPost(unittest.TestCase):
                             self.assertEqual(row[9], "unreachable")
                             self.assertTrue(np.isnan(p).all())
                             continue
-                        self.assertEqual(int(row[8]), s)
+                        self.assertEqual(row[9] == "unwind", s == k5x.UNWIND)
+                        unwinds += s == k5x.UNWIND
+                        self.assertEqual(int(row[8]), 0 if s == k5x.UNWIND else s)
                         self.assertEqual(row[7] == "", bool(ins))
                         for text, value in zip(row[1:7], p):
                             self.assertEqual(text, ("%.6f" % value).replace("-0.000000", "0.000000"))
+        self.assertGreater(unwinds, 0)
 
     def test_bad_arrays_are_refused(self):
         m = k5x.Machine.embedded("Trunnion")
