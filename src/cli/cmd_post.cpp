@@ -825,6 +825,10 @@ int run_post(const PostArgs& a) {
     }
   }
   if (gcode) std::fprintf(stderr, "  G-code blocks                %ld\n", gcode->blocks());
+  if (gcode && planner.stats().unwinds > 0 && !gcode->options().retract)
+    std::fprintf(stderr,
+                 "k5x post: warning: the machine has no Z limit to retract to and --retract-z is "
+                 "not given: the unwinds turn the rotary axes with the tool in the cut\n");
   return 0;
 }
 

@@ -57,6 +57,7 @@ class GcodeWriter : public PositionSink {
   void end();
 
   long blocks() const { return blocks_; }
+  const GcodeOptions& options() const { return opt_; }
 
  private:
   void flush_events(long index, bool all);

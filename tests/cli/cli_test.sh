@@ -166,6 +166,10 @@ for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
     esac
   done
 done
+run 0 "post APT IndexedTable, no retract height" "$K5X" post --machine IndexedTable \
+  "$(dirname "$0")"/../../../shared/toolpaths/mech491_APT_Project2.txt -o "$T/i.nc"
+has "$T/err" "warning: .*no Z limit.*--retract-z"
+has "$T/i.nc" "^\(line [0-9]+: the rotary axes must turn round in the cut"
 # More threads, the same program byte for byte (but for the header's date and command).
 "$K5X" post --machine Trunnion "$f" --subdivide --threads 2 -o "$T/p2.nc" 2>/dev/null
 cmp -s <(grep -v '^(date\|^(k5x post ' "$T/p.nc") <(grep -v '^(date\|^(k5x post ' "$T/p2.nc")
