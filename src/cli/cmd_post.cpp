@@ -743,38 +743,31 @@ int run_post(const PostArgs& a) {
       std::fprintf(stderr, "k5x post: cannot read %s: %s\n", source.c_str(), std::strerror(errno));
       return 1;
     }
-  } else if (a.threads >= 2) {
-    // Reading and parsing on a thread of their own.
-    InputThread input(in, st.eps);
-    std::vector<ParsedLine> batch;
-    while (input.next(&batch)) {
-      for (const ParsedLine& p : batch) {
-        if (p.kind == ParsedLine::read_error) {
-          std::fprintf(stderr, "k5x post: cannot read %s\n", source.c_str());
-          return 1;
-        }
-        if (p.kind == ParsedLine::malformed) {
-          if (!malformed(p.line, p.reason.c_str())) return 2;
-          continue;
-        }
-        planner.push(p.m);
-        report_progress();
-      }
-    }
   } else {
-    PlainToolpath toolpath(in, st.eps);
-    ParsedLine p;
-    while (toolpath.next(&p)) {
+    // One parsed line: -1 go on, else the exit status.
+    auto take = [&](const ParsedLine& p, bool with_errno) {
       if (p.kind == ParsedLine::read_error) {
-        std::fprintf(stderr, "k5x post: cannot read %s: %s\n", source.c_str(), std::strerror(errno));
+        std::fprintf(stderr, "k5x post: cannot read %s%s%s\n", source.c_str(),
+                     with_errno ? ": " : "", with_errno ? std::strerror(errno) : "");
         return 1;
       }
-      if (p.kind == ParsedLine::malformed) {
-        if (!malformed(p.line, p.reason.c_str())) return 2;
-        continue;
-      }
+      if (p.kind == ParsedLine::malformed) return malformed(p.line, p.reason.c_str()) ? -1 : 2;
       planner.push(p.m);
       report_progress();
+      return -1;
+    };
+    if (a.threads >= 2) {
+      // Reading and parsing on a thread of their own (whose errno is its own).
+      InputThread input(in, st.eps);
+      std::vector<ParsedLine> batch;
+      while (input.next(&batch))
+        for (const ParsedLine& p : batch)
+          if (const int status = take(p, false); status >= 0) return status;
+    } else {
+      PlainToolpath toolpath(in, st.eps);
+      ParsedLine p;
+      while (toolpath.next(&p))
+        if (const int status = take(p, true); status >= 0) return status;
     }
   }
   planner.finish();
