@@ -26,6 +26,9 @@ constexpr int kMaxSweepSteps = 8192;
 constexpr int kSpreadMoves = 10;
 // Half a turn and this much more is the long way round.
 constexpr double kSameTurn = 1e-6;
+// A forced swing in a cut turning an axis more than this is an unwind: no straight motion of the
+// axes keeps the tool near the part. Smaller ones (passing close by the pole) are linearised.
+constexpr double kUnwindDegrees = 90.0;
 
 double angle_between(const double a[3], const double b[3]) {
   double c[3];
@@ -164,15 +167,25 @@ void Planner::finish() {
 }
 
 double Planner::motion(const double a[3], const double b[3], bool at_pole, bool cutting) const {
+  const int s = facts_.second_free;
+  double sa = 1.0, sb = 1.0;  // sines of the second free axis from the pole at each end
+  if (s >= 0) {
+    sa = std::sin((a[s] - facts_.pole) * kDeg);
+    sb = std::sin((b[s] - facts_.pole) * kDeg);
+  }
+  const double near = std::sin(opt_.angle_tolerance * kDeg);
+  // Along the first axis, turning it moves the tool by no more than the angle tolerance: the
+  // cheapest place to take up a turn the travel limits force. With two rotary axes the second
+  // must stand there at both ends, or the turn sweeps the tool round a cone.
+  const bool free_turn = at_pole && (facts_.three_rotary || s < 0 ||
+                                     (std::fabs(sa) <= near && std::fabs(sb) <= near));
   double largest = 0.0, first = 0.0;
   for (int i = 0; i < 3; ++i) {
     if (!facts_.has_axis[3 + i]) continue;
     double d = b[i] - a[i];
     if (!facts_.limited[i]) d = std::remainder(d, 360.0);
     d = std::fabs(d);
-    // Along the first axis, turning it moves the tool by no more than the angle tolerance:
-    // the cheapest place to take up a turn the travel limits force.
-    if (at_pole && i == facts_.first_free) d *= kPoleTurnWeight;
+    if (free_turn && i == facts_.first_free) d *= kPoleTurnWeight;
     if (!(d <= largest)) largest = d;
     if (i == facts_.first_free) first = d;
   }
@@ -184,11 +197,8 @@ double Planner::motion(const double a[3], const double b[3], bool at_pole, bool 
   // the programmed directions on the way unless they themselves pass it. A limited axis turning
   // more than half a turn goes the long way round, sweeping the tool about the part, unless the
   // tool stands along the first axis where that axis is free.
-  const int s = facts_.second_free;
   bool near_pole = false, crosses = false;
   if (s >= 0) {
-    const double sa = std::sin((a[s] - facts_.pole) * kDeg), sb = std::sin((b[s] - facts_.pole) * kDeg);
-    const double near = std::sin(opt_.angle_tolerance * kDeg);
     near_pole = std::fabs(sa) <= near || std::fabs(sb) <= near;
     crosses = sa * sb < 0.0 && !near_pole;
   }
@@ -358,7 +368,10 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
   // Three rotary axes have no branch to change: what the cost weighs there is a preference.
   if (have_last_ && !h.move.rapid && opt_.choice == Choice::path && !facts_.three_rotary) {
     const double cost = motion(last_pos_ + 3, abc, near_first_axis(last_axis_, h.move.axis), true);
-    unwind = cost >= kBranchCost && cost < kOutOfTravelCost;
+    double turn = 0.0;
+    for (int i = 0; i < 3; ++i)
+      if (facts_.has_axis[3 + i]) turn = std::fmax(turn, std::fabs(abc[i] - last_pos_[3 + i]));
+    unwind = cost >= kBranchCost && cost < kOutOfTravelCost && turn > kUnwindDegrees;
   }
   if (have_last_) {
     for (int i = 0; i < 3; ++i) {
@@ -398,8 +411,13 @@ void Planner::deviation(const double p0[6], const double p1[6], const double t0[
                         double* tip_dev, double* axis_dev) {
   *tip_dev = 0.0;
   *axis_dev = 0.0;
-  static const double kAt[3] = {0.25, 0.5, 0.75};
-  for (double s : kAt) {
+  // Three points, and four more between them where the deviation comes anywhere near the
+  // tolerance: its peak need not be in the middle.
+  static const double kAt[7] = {0.25, 0.5, 0.75, 0.125, 0.375, 0.625, 0.875};
+  for (int i = 0; i < 7; ++i) {
+    if (i == 3 && *tip_dev <= 0.5 * opt_.tolerance && *axis_dev <= 0.5 * opt_.angle_tolerance)
+      break;
+    const double s = kAt[i];
     double p[6], tip[3], axis[3];
     for (int k = 0; k < 6; ++k) p[k] = p0[k] + (p1[k] - p0[k]) * s;
     forward(st_, p, tip, axis);
