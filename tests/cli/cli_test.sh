@@ -34,6 +34,17 @@ cone() {  # cone FILE TILT N K0 [RADIUS]: N moves on a circle, the tool TILT deg
       printf "%.4f %.4f %.4f %.8f %.8f %.8f\n", r * cos(f), r * sin(f), 5 * sin(3 * f),
              sin(t) * cos(f), sin(t) * sin(f), k0 * cos(t) } }' >"$1"
 }
+walk() {  # walk FILE N SEED: the tool axis wandering over the upper half, through vertical
+  awk -v n="$2" -v seed="$3" 'function noise(i) { v = sin(i * 12.9898 + seed * 78.233) * 43758.5453
+      v -= int(v); return v < 0 ? v + 1 : v }
+    BEGIN { th = 0.3; ph = 0; x = 0; y = 0; dth = 0; dph = 0
+      for (i = 0; i < n; i++) {
+        dth = 0.9 * dth + 0.02 * (noise(2 * i) - 0.5); dph = 0.9 * dph + 0.2 * (noise(2 * i + 1) - 0.5)
+        th += dth; ph += dph; if (th < 0) { th = -th; ph += 3.14159265 } if (th > 1.5) th = 3 - th
+        x += noise(3 * i) - 0.5; y += noise(5 * i) - 0.5
+        printf "%.4f %.4f %.4f %.8f %.8f %.8f\n", 2 * x, 2 * y, 10 * sin(i * 0.01),
+               sin(th) * cos(ph), sin(th) * sin(ph), cos(th) } }' >"$1"
+}
 printf '%s\n' "bati = Z, F" "axe = AXE_X, X, X" "axe = AXE_Y, Y, Y" "axe = AXE_Z, Z, Z" \
   "rotation = AXE_C, Z, 0, 1, 0, 0, 100, C" "outil = X, 0, 0, 0" "lien = AXE_BATI" \
   "piece = X, Y, 0, 0, 0" >"$T/fork.k5x"  # a C fork with the tool along X: it cannot point up
@@ -148,6 +159,16 @@ for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
   has "$T/p.nc" "^%$" "^G21 G90 G17$" "^G54$" "^G93 G1 " "^M30$"
   has "$T/err" "records not acted on .*PAINT [0-9]+" "APT moves .*inches, converted to mm" \
     "out-of-travel positions +0$"
+done
+# A tool axis wandering through vertical, near it and away again, at random: within tolerance
+# on every machine (where a pole pass used to swing a table round a cone, or a deviation peaked
+# between the points checked).
+for seed in 1 3 4; do
+  walk "$T/walk.txt" 3000 "$seed"
+  for m in DemoHead Trunnion HeadTable ThreeRotary IndexedTable; do
+    posted "$m" "$T/walk.txt" "--tolerance 0.05 --angle-tolerance 0.5" --start auto --subdivide
+    has "$T/post.err" "out-of-travel positions +0$"
+  done
 done
 # Read as APT (local frames, rapids), on every machine: in travel and within tolerance. The
 # rapids between passes are where the indexed table unwinds; within a pass that winds 2,520
