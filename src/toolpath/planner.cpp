@@ -84,6 +84,8 @@ Planner::Planner(State& st, const PlanOptions& options, PositionSink* sink)
   chosen_.resize(held_.size());
   vcopy(opt_.start, seed_);
   start_pending_ = opt_.start_auto;
+  cos_tolerance_ = std::cos(opt_.angle_tolerance * kDeg);
+  sin_tolerance_ = std::sin(opt_.angle_tolerance * kDeg);
 }
 
 void Planner::gather(Held& h, const double seed[3]) {
@@ -166,13 +168,18 @@ void Planner::finish() {
   if (count_ > 0) plan_and_emit(count_);
 }
 
-double Planner::motion(const double a[3], const double b[3], bool at_pole, bool cutting) const {
+double Planner::pole_sine(const double abc[3]) const {
   const int s = facts_.second_free;
-  double sa = 1.0, sb = 1.0;  // sines of the second free axis from the pole at each end
-  if (s >= 0) {
-    sa = std::sin((a[s] - facts_.pole) * kDeg);
-    sb = std::sin((b[s] - facts_.pole) * kDeg);
-  }
+  return s >= 0 ? std::sin((abc[s] - facts_.pole) * kDeg) : 1.0;
+}
+
+double Planner::motion(const double a[3], const double b[3], bool at_pole, bool cutting) const {
+  return motion(a, b, pole_sine(a), pole_sine(b), at_pole, cutting);
+}
+
+double Planner::motion(const double a[3], const double b[3], double sa, double sb, bool at_pole,
+                       bool cutting) const {
+  const int s = facts_.second_free;
   const double near = std::sin(opt_.angle_tolerance * kDeg);
   // Along the first axis, turning it moves the tool by no more than the angle tolerance: the
   // cheapest place to take up a turn the travel limits force. With two rotary axes the second
@@ -182,9 +189,9 @@ double Planner::motion(const double a[3], const double b[3], bool at_pole, bool 
   double largest = 0.0, first = 0.0;
   for (int i = 0; i < 3; ++i) {
     if (!facts_.has_axis[3 + i]) continue;
-    double d = b[i] - a[i];
-    if (!facts_.limited[i]) d = std::remainder(d, 360.0);
-    d = std::fabs(d);
+    double d = std::fabs(b[i] - a[i]);
+    // The short way round an axis without limits (remainder leaves up to half a turn alone).
+    if (!facts_.limited[i] && d > 180.0) d = std::fabs(std::remainder(d, 360.0));
     if (free_turn && i == facts_.first_free) d *= kPoleTurnWeight;
     if (!(d <= largest)) largest = d;
     if (i == facts_.first_free) first = d;
@@ -218,16 +225,18 @@ void Planner::plan_and_emit(int emit_count) {
     const bool at_pole = prev >= 0 && near_first_axis(held_[static_cast<std::size_t>(prev)].move.axis,
                                                       h.move.axis);
     const bool cutting = !h.move.rapid;
+    for (int j = 0; j < h.cand.count; ++j) h.sine[j] = pole_sine(h.cand.abc[j]);
     for (int j = 0; j < h.cand.count; ++j) {
       const double penalty = h.cand.in_travel[j] ? 0.0 : kOutOfTravelCost;
       double best;
       int best_k = -1;
       if (prev >= 0) {
         const Held& p = held_[static_cast<std::size_t>(prev)];
-        best = p.cost[0] + motion(p.cand.abc[0], h.cand.abc[j], at_pole, cutting);
+        best = p.cost[0] + motion(p.cand.abc[0], h.cand.abc[j], p.sine[0], h.sine[j], at_pole, cutting);
         best_k = 0;
         for (int k = 1; k < p.cand.count; ++k) {
-          const double c = p.cost[k] + motion(p.cand.abc[k], h.cand.abc[j], at_pole, cutting);
+          const double c =
+              p.cost[k] + motion(p.cand.abc[k], h.cand.abc[j], p.sine[k], h.sine[j], at_pole, cutting);
           if (c < best) {
             best = c;
             best_k = k;
@@ -367,11 +376,14 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
   bool unwind = false;
   // Three rotary axes have no branch to change: what the cost weighs there is a preference.
   if (have_last_ && !h.move.rapid && opt_.choice == Choice::path && !facts_.three_rotary) {
-    const double cost = motion(last_pos_ + 3, abc, near_first_axis(last_axis_, h.move.axis), true);
     double turn = 0.0;
     for (int i = 0; i < 3; ++i)
       if (facts_.has_axis[3 + i]) turn = std::fmax(turn, std::fabs(abc[i] - last_pos_[3 + i]));
-    unwind = cost >= kBranchCost && cost < kOutOfTravelCost && turn > kUnwindDegrees;
+    if (turn > kUnwindDegrees) {
+      const double cost =
+          motion(last_pos_ + 3, abc, near_first_axis(last_axis_, h.move.axis), true);
+      unwind = cost >= kBranchCost && cost < kOutOfTravelCost;
+    }
   }
   if (have_last_) {
     for (int i = 0; i < 3; ++i) {
@@ -492,6 +504,15 @@ void Planner::record_deviation(double tip, double axis, long line) {
 
 bool Planner::near_first_axis(const double d0[3], const double d1[3]) const {
   if (facts_.first_free < 0) return false;
+  // Every point of the arc lies within half its length of an end: where both ends are farther
+  // than that and the tolerance from the axis (and from its opposite), so is the arc. Cosines
+  // only; most moves are settled here.
+  const double c = std::fmax(-1.0, std::fmin(1.0, vdot(d0, d1)));
+  const double ch = std::sqrt(0.5 * (1.0 + c)), sh = std::sqrt(0.5 * (1.0 - c));
+  const double bound = cos_tolerance_ * ch - sin_tolerance_ * sh;  // cos(tolerance + arc / 2)
+  if (bound > 0.0 && std::fabs(vdot(d0, facts_.first_axis)) < bound - 1e-9 &&
+      std::fabs(vdot(d1, facts_.first_axis)) < bound - 1e-9)
+    return false;
   double opposite[3];
   vscale(facts_.first_axis, -1.0, opposite);
   return std::fmin(angle_to_arc(facts_.first_axis, d0, d1), angle_to_arc(opposite, d0, d1)) <=

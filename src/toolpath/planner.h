@@ -33,6 +33,7 @@ class Planner {
     ProgrammedMove move;     // axis in the machine file's sense
     Candidates cand;
     double cost[kMaxCandidates];
+    double sine[kMaxCandidates];  // pole_sine of each candidate, for the plan
     signed char back[kMaxCandidates];
   };
 
@@ -41,6 +42,10 @@ class Planner {
   // motion for a swing in a cut.
   double motion(const double a[3], const double b[3], bool at_pole = false,
                 bool cutting = true) const;
+  // The same with the sines of the second free axis from the pole at each end given.
+  double motion(const double a[3], const double b[3], double sa, double sb, bool at_pole,
+                bool cutting) const;
+  double pole_sine(const double abc[3]) const;
   void plan_and_emit(int emit_count);
   void spread_singular(int emit_count);
   void emit(const Held& h, const double abc[3], int solver_code);
@@ -64,6 +69,7 @@ class Planner {
   PositionSink* sink_;
   MachineFacts facts_;
   bool flip_ = false;
+  double cos_tolerance_ = 1.0, sin_tolerance_ = 0.0;  // of the angle tolerance
   PlanStats stats_;
 
   std::vector<Held> held_;   // window, preallocated
