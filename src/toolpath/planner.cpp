@@ -427,7 +427,7 @@ void Planner::deviation(const double p0[6], const double p1[6], const double t0[
   // tolerance: its peak need not be in the middle.
   static const double kAt[7] = {0.25, 0.5, 0.75, 0.125, 0.375, 0.625, 0.875};
   for (int i = 0; i < 7; ++i) {
-    if (i == 3 && *tip_dev <= 0.5 * opt_.tolerance && *axis_dev <= 0.5 * opt_.angle_tolerance)
+    if (i == 3 && *tip_dev <= 0.7 * opt_.tolerance && *axis_dev <= 0.7 * opt_.angle_tolerance)
       break;
     const double s = kAt[i];
     double p[6], tip[3], axis[3];
