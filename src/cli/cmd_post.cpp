@@ -745,29 +745,47 @@ int run_post(const PostArgs& a) {
     }
   } else {
     // One parsed line: -1 go on, else the exit status.
-    auto take = [&](const ParsedLine& p, bool with_errno) {
+    // gatherer: the thread's that gathered the line's solutions, or null (the planner gathers).
+    auto take = [&](const ParsedLine& p, const k5x::Gatherer* gatherer) {
       if (p.kind == ParsedLine::read_error) {
+        // Another thread's errno is not this one's.
         std::fprintf(stderr, "k5x post: cannot read %s%s%s\n", source.c_str(),
-                     with_errno ? ": " : "", with_errno ? std::strerror(errno) : "");
+                     gatherer ? "" : ": ", gatherer ? "" : std::strerror(errno));
         return 1;
       }
       if (p.kind == ParsedLine::malformed) return malformed(p.line, p.reason.c_str()) ? -1 : 2;
-      planner.push(p.m);
+      if (gatherer)
+        planner.push_gathered(p.m, p.cand, gatherer->start_found());
+      else
+        planner.push(p.m);
       report_progress();
       return -1;
     };
     if (a.threads >= 2) {
-      // Reading and parsing on a thread of their own (whose errno is its own).
-      InputThread input(in, st.eps);
-      std::vector<ParsedLine> batch;
-      while (input.next(&batch))
-        for (const ParsedLine& p : batch)
-          if (const int status = take(p, false); status >= 0) return status;
+      // Reading, parsing and solving each move on a thread of their own, with a copy of the
+      // machine; the planner's choice needs only the solutions.
+      k5x::Machine solving = machine;
+      k5x::State& solving_st = state_of(solving);
+      k5x::Gatherer gatherer(solving_st, options);
+      int status = -1;
+      {
+        InputThread input(in, st.eps, &gatherer);
+        std::vector<ParsedLine> batch;
+        while (status < 0 && input.next(&batch)) {
+          for (const ParsedLine& p : batch)
+            if ((status = take(p, &gatherer)) >= 0) break;
+          batch.resize(batch.capacity());
+          input.recycle(std::move(batch));
+        }
+      }
+      // Snapping onto indexed steps happened on that copy.
+      st.machine.deviation_max = std::fmax(st.machine.deviation_max, solving_st.machine.deviation_max);
+      if (status >= 0) return status;
     } else {
       PlainToolpath toolpath(in, st.eps);
       ParsedLine p;
       while (toolpath.next(&p))
-        if (const int status = take(p, true); status >= 0) return status;
+        if (const int status = take(p, nullptr); status >= 0) return status;
     }
   }
   planner.finish();

@@ -5,12 +5,14 @@
 namespace k5x_cli {
 
 namespace {
-constexpr std::size_t kBatch = 4096;  // lines or rows per hand-over
+constexpr std::size_t kBatch = 4096;  // rows per hand-over
+// Lines per hand-over: their solutions travel with them, kept small enough to stay in cache.
+constexpr std::size_t kLineBatch = 2048;
 constexpr std::size_t kQueued = 8;    // batches in flight at the most: memory stays flat
 }  // namespace
 
-InputThread::InputThread(std::FILE* in, double zero_length)
-    : queue_(kQueued), thread_(&InputThread::run, this, in, zero_length) {}
+InputThread::InputThread(std::FILE* in, double zero_length, k5x::Gatherer* gatherer)
+    : queue_(kQueued), spare_(kQueued), thread_(&InputThread::run, this, in, zero_length, gatherer) {}
 
 InputThread::~InputThread() {
   queue_.close();  // a reader still waiting to push gives up
@@ -57,20 +59,25 @@ bool PlainToolpath::next(ParsedLine* out) {
   }
 }
 
-void InputThread::run(std::FILE* in, double zero_length) {
+void InputThread::run(std::FILE* in, double zero_length, k5x::Gatherer* gatherer) {
   PlainToolpath toolpath(in, zero_length);
-  std::vector<ParsedLine> batch;
-  batch.reserve(kBatch);
-  ParsedLine p;
-  while (toolpath.next(&p)) {
-    batch.push_back(p);
-    if (batch.size() == kBatch) {
+  std::vector<ParsedLine> batch(kLineBatch);
+  std::size_t n = 0;
+  // Lines are parsed in place, into batches the planning thread hands back: no allocation and
+  // no copy of the solutions per line.
+  while (toolpath.next(&batch[n])) {
+    ParsedLine& p = batch[n];
+    if (gatherer != nullptr && p.kind == ParsedLine::move) gatherer->gather(p.m, &p.cand);
+    if (++n == kLineBatch) {
       if (!queue_.push(std::move(batch))) return;
-      batch.clear();
-      batch.reserve(kBatch);
+      if (!spare_.try_pop(&batch)) batch = std::vector<ParsedLine>(kLineBatch);
+      n = 0;
     }
   }
-  if (!batch.empty()) queue_.push(std::move(batch));
+  if (n > 0) {
+    batch.resize(n);
+    queue_.push(std::move(batch));
+  }
   queue_.close();
 }
 

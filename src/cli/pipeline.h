@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "toolpath/apt_reader.h"
+#include "toolpath/planner.h"
 #include "toolpath/text_io.h"
 #include "toolpath/toolpath_types.h"
 
@@ -37,6 +38,22 @@ class BatchQueue {
   bool pop(std::vector<T>* batch) {
     std::unique_lock<std::mutex> lock(mutex_);
     not_empty_.wait(lock, [&] { return closed_ || !batches_.empty(); });
+    if (batches_.empty()) return false;
+    *batch = std::move(batches_.front());
+    batches_.pop_front();
+    not_full_.notify_one();
+    return true;
+  }
+  // Without waiting: false when full (the batch is kept by the caller) or empty.
+  bool try_push(std::vector<T>&& batch) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (closed_ || batches_.size() >= capacity_) return false;
+    batches_.push_back(std::move(batch));
+    not_empty_.notify_one();
+    return true;
+  }
+  bool try_pop(std::vector<T>* batch) {
+    std::lock_guard<std::mutex> lock(mutex_);
     if (batches_.empty()) return false;
     *batch = std::move(batches_.front());
     batches_.pop_front();
@@ -67,6 +84,7 @@ struct ParsedLine {
   long line = 0;
   k5x::ProgrammedMove m;
   std::string reason;
+  k5x::Candidates cand;  // the move's solutions, where a Gatherer ran on the reading thread
 };
 
 // A plain toolpath (lines of X Y Z I J K), line by line: the next move or malformed line, with
@@ -83,17 +101,21 @@ class PlainToolpath {
   bool failed_ = false;
 };
 
-// Reads and parses a plain toolpath on a thread of its own.
+// Reads and parses a plain toolpath on a thread of its own, and gathers each move's solutions
+// there too when given a gatherer (which that thread alone uses).
 class InputThread {
  public:
-  InputThread(std::FILE* in, double zero_length);
+  InputThread(std::FILE* in, double zero_length, k5x::Gatherer* gatherer = nullptr);
   ~InputThread();
   // The next batch in order; false at the end.
   bool next(std::vector<ParsedLine>* batch) { return queue_.pop(batch); }
+  // Hands a batch that has been read back for reuse.
+  void recycle(std::vector<ParsedLine>&& batch) { spare_.try_push(std::move(batch)); }
 
  private:
-  void run(std::FILE* in, double zero_length);
+  void run(std::FILE* in, double zero_length, k5x::Gatherer* gatherer);
   BatchQueue<ParsedLine> queue_;
+  BatchQueue<ParsedLine> spare_;
   std::thread thread_;
 };
 

@@ -70,9 +70,86 @@ double distance_to_segment(const double p[3], const double a[3], const double b[
 
 }  // namespace
 
-Planner::Planner(State& st, const PlanOptions& options, PositionSink* sink)
-    : st_(st), opt_(options), sink_(sink), facts_(read_machine_facts(st)) {
+Gatherer::Gatherer(State& st, const PlanOptions& options)
+    : st_(st), opt_(options), facts_(read_machine_facts(st)) {
   flip_ = opt_.cam_axis && !facts_.cam_sense;
+  vcopy(opt_.start, seed_);
+  start_pending_ = opt_.start_auto;
+}
+
+void Gatherer::gather(ProgrammedMove& move, Candidates* out) {
+  double len = vnorm(move.axis);
+  if (!(len > 0.0)) len = 1.0;
+  for (double& c : move.axis) c = (flip_ ? -c : c) / len;
+  if (start_pending_) {
+    start_pending_ = false;
+    double abc[3] = {seed_[0], seed_[1], seed_[2]};
+    if (first_in_travel_solution(st_, move.axis, abc) == 1)
+      vcopy(abc, seed_);
+    else
+      start_found_ = false;
+    // The enumeration may leave the three-rotary locks behind, as the solver does.
+    double restored[3];
+    if (facts_.three_rotary) solve_nearest(st_, facts_, move.axis, seed_, opt_.mode3r, restored);
+  }
+  solve(move.axis, out);
+  if (out->count > 0) {
+    vcopy(out->abc[0], seed_);
+    if (opt_.choice == Choice::path) {
+      before_ = *out;
+      have_before_ = true;
+    }
+  }
+}
+
+void Gatherer::solve(const double axis[3], Candidates* out) {
+  Candidates& c = *out;
+  if (opt_.choice == Choice::nearest) {
+    c.singular = false;
+    c.count = 0;
+    const int code = solve_nearest(st_, facts_, axis, seed_, opt_.mode3r, c.abc[0]);
+    const bool solved = facts_.three_rotary ? code != -1 : code != 1;
+    if (solved) {
+      c.solver_code[0] = code;
+      c.in_travel[0] = rotary_travel_code(st_, c.abc[0]) == 0;
+      c.count = 1;
+    }
+    return;
+  }
+  solve_all(st_, facts_, axis, seed_, opt_.mode3r, out);
+  // The three-rotary solver turns the table to a whole turn where the tool stands along its
+  // axis; holding the table where it is swings nothing there.
+  if (facts_.three_rotary && facts_.first_free >= 0) {
+    const double a = angle_between(axis, facts_.first_axis);
+    if (std::fmin(a, 180.0 - a) <= opt_.angle_tolerance)
+      add_held_table(st_, facts_, axis, seed_, out);
+  }
+  // Along the first free axis that axis may take any value: offer the ones the last solved
+  // move's solutions have, so that a pass through the singular direction swings nothing.
+  if (!c.singular || c.count == 0 || facts_.first_free < 0 || !have_before_) return;
+  const int f = facts_.first_free;
+  const int base = c.count;
+  for (int k = 0; k < before_.count && c.count < kMaxCandidates; ++k) {
+    for (int j = 0; j < base && c.count < kMaxCandidates; ++j) {
+      double abc[3] = {c.abc[j][0], c.abc[j][1], c.abc[j][2]};
+      abc[f] = before_.abc[k][f];
+      bool duplicate = false;
+      for (int i = 0; i < c.count && !duplicate; ++i)
+        duplicate = std::fabs(c.abc[i][0] - abc[0]) + std::fabs(c.abc[i][1] - abc[1]) +
+                        std::fabs(c.abc[i][2] - abc[2]) <= 1e-9;
+      if (duplicate) continue;
+      vcopy(abc, c.abc[c.count]);
+      const int travel = rotary_travel_code(st_, abc);
+      c.solver_code[c.count] = travel;
+      c.in_travel[c.count] = travel == 0;
+      ++c.count;
+    }
+  }
+}
+
+Planner::Planner(State& st, const PlanOptions& options, PositionSink* sink)
+    : st_(st), opt_(options), sink_(sink), facts_(read_machine_facts(st)), own_(st, options) {
+  flip_ = own_.flips_axis();
   if (opt_.choice == Choice::nearest) {
     // Move by move: nothing is gained by holding moves back.
     opt_.window = 1;
@@ -82,86 +159,38 @@ Planner::Planner(State& st, const PlanOptions& options, PositionSink* sink)
   if (opt_.overlap < 0) opt_.overlap = 0;
   held_.resize(static_cast<std::size_t>(opt_.window + opt_.overlap));
   chosen_.resize(held_.size());
-  vcopy(opt_.start, seed_);
-  start_pending_ = opt_.start_auto;
   cos_tolerance_ = std::cos(opt_.angle_tolerance * kDeg);
   sin_tolerance_ = std::sin(opt_.angle_tolerance * kDeg);
 }
 
-void Planner::gather(Held& h, const double seed[3]) {
-  if (opt_.choice == Choice::nearest) {
-    Candidates& c = h.cand;
-    c.singular = false;
-    c.count = 0;
-    const int code = solve_nearest(st_, facts_, h.move.axis, seed, opt_.mode3r, c.abc[0]);
-    const bool solved = facts_.three_rotary ? code != -1 : code != 1;
-    if (solved) {
-      c.solver_code[0] = code;
-      c.in_travel[0] = rotary_travel_code(st_, c.abc[0]) == 0;
-      c.count = 1;
-    }
-    return;
-  }
-  solve_all(st_, facts_, h.move.axis, seed, opt_.mode3r, &h.cand);
-  // The three-rotary solver turns the table to a whole turn where the tool stands along its
-  // axis; holding the table where it is swings nothing there.
-  if (facts_.three_rotary && facts_.first_free >= 0) {
-    const double a = angle_between(h.move.axis, facts_.first_axis);
-    if (std::fmin(a, 180.0 - a) <= opt_.angle_tolerance)
-      add_held_table(st_, facts_, h.move.axis, seed, &h.cand);
-  }
-  // Along the first free axis that axis may take any value: offer the ones the previous move's
-  // solutions have, so that a pass through the singular direction swings nothing.
-  Candidates& c = h.cand;
-  if (!c.singular || c.count == 0 || facts_.first_free < 0) return;
-  const Candidates* before = nullptr;
-  if (count_ >= 2 && held_[count_ - 2].cand.count > 0) before = &held_[count_ - 2].cand;
-  const int f = facts_.first_free;
-  const int base = c.count;
-  if (before != nullptr) {
-    for (int k = 0; k < before->count && c.count < kMaxCandidates; ++k) {
-      for (int j = 0; j < base && c.count < kMaxCandidates; ++j) {
-        double abc[3] = {c.abc[j][0], c.abc[j][1], c.abc[j][2]};
-        abc[f] = before->abc[k][f];
-        bool duplicate = false;
-        for (int i = 0; i < c.count && !duplicate; ++i)
-          duplicate = std::fabs(c.abc[i][0] - abc[0]) + std::fabs(c.abc[i][1] - abc[1]) +
-                          std::fabs(c.abc[i][2] - abc[2]) <= 1e-9;
-        if (duplicate) continue;
-        vcopy(abc, c.abc[c.count]);
-        const int travel = rotary_travel_code(st_, abc);
-        c.solver_code[c.count] = travel;
-        c.in_travel[c.count] = travel == 0;
-        ++c.count;
-      }
-    }
-  } else if (anchored_) {
-    for (int j = 0; j < base; ++j) c.abc[j][f] = anchor_abc_[f];
-  }
+void Planner::push(const ProgrammedMove& move) {
+  Held& h = held_[static_cast<std::size_t>(count_)];
+  h.move = move;
+  own_.gather(h.move, &h.cand);
+  accept(own_.start_found());
 }
 
-void Planner::push(const ProgrammedMove& move) {
-  ++stats_.moves;
-  Held& h = held_[static_cast<std::size_t>(count_++)];
+void Planner::push_gathered(const ProgrammedMove& move, const Candidates& cand, bool start_found) {
+  Held& h = held_[static_cast<std::size_t>(count_)];
   h.move = move;
-  double len = vnorm(h.move.axis);
-  if (!(len > 0.0)) len = 1.0;
-  for (double& c : h.move.axis) c = (flip_ ? -c : c) / len;
-  if (start_pending_) {
-    start_pending_ = false;
-    double abc[3] = {seed_[0], seed_[1], seed_[2]};
-    if (first_in_travel_solution(st_, h.move.axis, abc) == 1)
-      vcopy(abc, seed_);
-    else
-      stats_.start_found = false;
-    free_start_ = stats_.start_found;
-    // The enumeration may leave the three-rotary locks behind, as the solver does.
-    double restored[3];
-    if (facts_.three_rotary) solve_nearest(st_, facts_, h.move.axis, seed_, opt_.mode3r, restored);
+  // The solutions in use only.
+  Candidates& c = h.cand;
+  c.count = cand.count;
+  c.singular = cand.singular;
+  for (int j = 0; j < cand.count; ++j) {
+    vcopy(cand.abc[j], c.abc[j]);
+    c.solver_code[j] = cand.solver_code[j];
+    c.in_travel[j] = cand.in_travel[j];
   }
-  gather(h, seed_);
-  if (h.cand.count > 0) vcopy(h.cand.abc[0], seed_);
-  if (count_ == opt_.window + opt_.overlap) plan_and_emit(opt_.window);
+  accept(start_found);
+}
+
+void Planner::accept(bool start_found) {
+  if (stats_.moves++ == 0) {
+    stats_.start_found = start_found;
+    free_start_ = opt_.start_auto && start_found;
+  }
+  if (++count_ == opt_.window + opt_.overlap) plan_and_emit(opt_.window);
 }
 
 void Planner::finish() {

@@ -14,12 +14,42 @@
 
 namespace k5x {
 
+// The solutions of each move, in the order of the moves. Each move is solved from the previous
+// one's first solution, so this depends on the moves alone, never on the plan: it may run ahead
+// of the planner, on a thread and a machine of its own.
+class Gatherer {
+ public:
+  // st stays loaded and is used only by this gatherer while it runs.
+  Gatherer(State& st, const PlanOptions& options);
+  // Turns move's axis into a unit vector in the machine file's sense and finds its solutions.
+  void gather(ProgrammedMove& move, Candidates* out);
+  // After the first move: whether --start auto found an in-travel solution to start from.
+  bool start_found() const { return start_found_; }
+  bool flips_axis() const { return flip_; }
+
+ private:
+  void solve(const double axis[3], Candidates* out);
+
+  State& st_;
+  PlanOptions opt_;
+  MachineFacts facts_;
+  bool flip_ = false;
+  double seed_[3];         // where the next move is solved from
+  bool start_pending_;
+  bool start_found_ = true;
+  bool have_before_ = false;
+  Candidates before_;      // the last move that had solutions, as gathered
+};
+
 class Planner {
  public:
   // st stays loaded and is used only by this planner while it runs.
   Planner(State& st, const PlanOptions& options, PositionSink* sink);
 
   void push(const ProgrammedMove& move);
+  // The same for a move a Gatherer of the same machine and options has gathered elsewhere, in
+  // order; start_found is that gatherer's.
+  void push_gathered(const ProgrammedMove& move, const Candidates& cand, bool start_found);
   // Plans and delivers what is still held.
   void finish();
 
@@ -37,7 +67,7 @@ class Planner {
     signed char back[kMaxCandidates];
   };
 
-  void gather(Held& h, const double seed[3]);
+  void accept(bool start_found);
   // The cost of going from a to b: rotary motion by the --mode rule, and a weight above any
   // motion for a swing in a cut.
   double motion(const double a[3], const double b[3], bool at_pole = false,
@@ -77,8 +107,7 @@ class Planner {
   Candidates mid_;           // solutions of a halved move
   std::vector<double> sweep_;  // positions of a sweep: 6 axes, tip, axis per row
   int count_ = 0;
-  double seed_[3];           // where the next move is solved from
-  bool start_pending_;
+  Gatherer own_;             // gathers the moves given to push
   bool free_start_ = false;  // the first move may take any of its solutions
   bool anchored_ = false;    // a position has been delivered: the plan continues from it
   double anchor_abc_[3] = {0.0, 0.0, 0.0};
