@@ -121,8 +121,8 @@ const char kPostHelp[] =
     "                     default Z: the top of the Z travel, when the machine has one)\n"
     "  --default-feed F   feed where the toolpath gives none (default 1000 per minute)\n"
     "\n"
-    "  --threads N        read, plan and write on up to N threads (0: one per core;\n"
-    "                     default 1); the output is the same byte for byte\n"
+    "  --threads N        read and solve, plan, and write on up to N threads (0: one\n"
+    "                     per core; default 1); the output is the same byte for byte\n"
     "  --demo             run the embedded demo toolpath\n"
     "\n"
     "Output: a header, then one row per position:\n"
@@ -779,7 +779,8 @@ int run_post(const PostArgs& a) {
         }
       }
       // Snapping onto indexed steps happened on that copy.
-      st.machine.deviation_max = std::fmax(st.machine.deviation_max, solving_st.machine.deviation_max);
+      st.machine.deviation_max =
+          std::fmax(st.machine.deviation_max, solving_st.machine.deviation_max);
       if (status >= 0) return status;
     } else {
       PlainToolpath toolpath(in, st.eps);
