@@ -168,6 +168,10 @@ for seed in 1 3 4; do
   for m in DemoHead Trunnion HeadTable ThreeRotary IndexedTable; do
     posted "$m" "$T/walk.txt" "--tolerance 0.05 --angle-tolerance 0.5" --start auto --subdivide
     has "$T/post.err" "out-of-travel positions +0$"
+    # Solved on the reading thread, planned on another: the same rows.
+    "$K5X" post --machine "$m" "$T/walk.txt" --start auto --subdivide --threads 2 2>/dev/null |
+      cmp -s - "$T/p.csv"
+    verdict "post $m --threads 2: rows differ from one thread's" $?
   done
 done
 # Read as APT (local frames, rapids), on every machine: in travel and within tolerance. The
