@@ -33,13 +33,15 @@ void ratio(const RatioReporter& r, const char* what, const char* num, const char
   std::printf("  %-44s %9.2f   (%s)\n", what, a->second / b->second, target);
 }
 
-void rate(const RatioReporter& r, const char* what, const char* name, const char* target) {
+// items: what one iteration processes.
+void rate(const RatioReporter& r, const char* what, const char* name, const char* target,
+          double items = 1.0) {
   const auto a = r.nanoseconds.find(name);
   if (a == r.nanoseconds.end() || a->second <= 0.0) {
     std::printf("  %-44s not measured (%s missing)\n", what, name);
     return;
   }
-  std::printf("  %-44s %9.0f   (%s)\n", what, 1e9 / a->second, target);
+  std::printf("  %-44s %9.0f   (%s)\n", what, items * 1e9 / a->second, target);
 }
 
 }  // namespace
@@ -58,6 +60,13 @@ int main(int argc, char** argv) {
   rate(reporter, "post moves/s, nearest choice", "BM_PostFile/1/real_time", "");
   rate(reporter, "post moves/s with --subdivide", "BM_PostFileSubdivide/0/real_time",
        "target >= 600,000");
+  // One iteration posts the whole 200,000-move toolpath.
+  rate(reporter, "post moves/s, whole toolpath, 1 thread", "BM_PostThreads/1/real_time", "",
+       200000.0);
+  rate(reporter, "post moves/s, whole toolpath, 2 threads", "BM_PostThreads/2/real_time", "",
+       200000.0);
+  ratio(reporter, "post, 1 thread / 2 threads (time)", "BM_PostThreads/1/real_time",
+        "BM_PostThreads/2/real_time", "target >= 1.7");
   benchmark::Shutdown();
   return 0;
 }

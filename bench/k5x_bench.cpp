@@ -8,8 +8,10 @@
 #include <vector>
 
 #include "cli/embedded_machines.h"
+#include "cli/pipeline.h"
 #include "load_machine.h"
 #include "k5x.h"
+#include "cpp/machine_impl.h"
 #include "geometry/load.h"
 #include "machine/machine_model.h"
 #include "toolpath/csv_writer.h"
@@ -153,5 +155,69 @@ BENCHMARK(BM_PostFile)->Arg(0)->Arg(1)->UseRealTime();
 
 void BM_PostFileSubdivide(benchmark::State& state) { post_run(state, k5x::Linearise::tolerance); }
 BENCHMARK(BM_PostFileSubdivide)->Arg(0)->Arg(1)->UseRealTime();
+
+// A whole toolpath through k5x post's pipeline on the Trunnion, as the program runs it: on one
+// thread (Arg 1), or reading and solving, planning, and writing on three (Arg 2).
+void BM_PostThreads(benchmark::State& state) {
+  k5x::State st;
+  if (k5x::machine_def_text(st, k5x_cli::find_embedded_machine("Trunnion")->text) != 0) {
+    state.SkipWithError("cannot load Trunnion");
+    return;
+  }
+  st.silent = 1;
+  constexpr int kMoves = 200000;
+  std::string text;
+  char buf[160];
+  for (int i = 0; i < kMoves; ++i) {
+    const double f = i * 0.001, t = 0.3 * (0.5 + 0.5 * std::sin(i * 0.00003));
+    std::snprintf(buf, sizeof buf, "%.4f %.4f %.4f %.8f %.8f %.8f\n", 60.0 * std::cos(f),
+                  60.0 * std::sin(f), 5.0 * std::sin(3.0 * f), std::sin(t) * std::cos(f),
+                  std::sin(t) * std::sin(f), std::cos(t));
+    text += buf;
+  }
+  std::FILE* sink = std::fopen("/dev/null", "wb");
+  if (sink == nullptr) {
+    state.SkipWithError("cannot open /dev/null");
+    return;
+  }
+  const k5x::PlanOptions options;
+  for (auto _ : state) {
+    std::FILE* in = fmemopen(&text[0], text.size(), "r");
+    k5x::OutBuffer out(sink);
+    k5x::CsvWriter csv(&out);
+    if (state.range(0) == 1) {
+      k5x::Planner planner(st, options, &csv);
+      k5x_cli::PlainToolpath toolpath(in, st.eps);
+      k5x_cli::ParsedLine p;
+      while (toolpath.next(&p))
+        if (p.kind == k5x_cli::ParsedLine::move) planner.push(p.m);
+      planner.finish();
+    } else {
+      k5x_cli::OutputThread output(&csv, nullptr, nullptr);
+      k5x::Planner planner(st, options, &output);
+      k5x::State solving;
+      k5x::copy_state(st, solving);
+      k5x::Gatherer gatherer(solving, options);
+      {
+        k5x_cli::InputThread input(in, st.eps, &gatherer);
+        std::vector<k5x_cli::ParsedLine> batch;
+        while (input.next(&batch)) {
+          for (const k5x_cli::ParsedLine& p : batch)
+            if (p.kind == k5x_cli::ParsedLine::move)
+              planner.push_gathered(p.m, p.cand, gatherer.start_found());
+          batch.resize(batch.capacity());
+          input.recycle(std::move(batch));
+        }
+      }
+      planner.finish();
+      output.finish();
+    }
+    out.flush();
+    std::fclose(in);
+  }
+  std::fclose(sink);
+  state.SetItemsProcessed(state.iterations() * kMoves);
+}
+BENCHMARK(BM_PostThreads)->Arg(1)->Arg(2)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace

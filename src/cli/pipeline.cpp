@@ -84,7 +84,7 @@ void InputThread::run(std::FILE* in, double zero_length, k5x::Gatherer* gatherer
 OutputThread::OutputThread(k5x::PositionSink* sink,
                            void (*event_sink)(void*, const k5x::AptEvent&), void* event_target)
     : sink_(sink), event_sink_(event_sink), event_target_(event_target), queue_(kQueued),
-      thread_(&OutputThread::run, this) {
+      spare_(kQueued), thread_(&OutputThread::run, this) {
   batch_.reserve(kBatch);
 }
 
@@ -103,8 +103,11 @@ void OutputThread::event(const k5x::AptEvent& e) {
 void OutputThread::hand_over() {
   if (batch_.empty()) return;
   queue_.push(std::move(batch_));
-  batch_.clear();
-  batch_.reserve(kBatch);
+  // A batch the writing thread is done with, else a new one.
+  if (!spare_.try_pop(&batch_)) {
+    batch_ = std::vector<Item>();
+    batch_.reserve(kBatch);
+  }
 }
 
 void OutputThread::finish() {
@@ -124,6 +127,8 @@ void OutputThread::run() {
       else if (event_sink_ != nullptr)
         event_sink_(event_target_, std::get<k5x::AptEvent>(item));
     }
+    batch.clear();
+    spare_.try_push(std::move(batch));
   }
 }
 

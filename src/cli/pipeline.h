@@ -140,6 +140,7 @@ class OutputThread : public k5x::PositionSink {
   void* event_target_;
   std::vector<Item> batch_;
   BatchQueue<Item> queue_;
+  BatchQueue<Item> spare_;  // written batches, back for reuse
   std::thread thread_;
   bool finished_ = false;
 };
