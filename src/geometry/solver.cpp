@@ -71,9 +71,16 @@ double solve_first_axis(const double d1[3], const double t[3], double prev_f1, d
   return wrap_loose(rad_to_deg(gamma), prev_f1);
 }
 
-}  // namespace
+// What the solver computes before a mode picks one of the two candidates (left in st.sol1 and
+// st.sol2): the tool vectors of both, the direction, the free axes.
+struct SolvedCandidates {
+  double t[3], u[3], u2[3], prev[3];
+  int k = 0, f1 = -1;
+};
 
-int solve_orientation(State& st, const double ijk[3], const double prev_in[3], double out[3]) {
+// 1 when there is nothing to solve (no machine, zero direction, no tool), st.sol1 and st.sol2
+// untouched; else 0 with both candidates in them.
+int solve_candidates(State& st, const double ijk[3], const double prev_in[3], SolvedCandidates* c) {
   const Model& m = st.machine;
   const double eps = st.eps;
   if (m.record_count <= 0) {
@@ -182,27 +189,61 @@ int solve_orientation(State& st, const double ijk[3], const double prev_in[3], d
     sol2[f1] = solve_first_axis(d1, t, prev[f1], u2, eps);
   }
 
-  if (k >= 2 && m.mode != 2) {
-    double e1, e2;
-    if (m.mode == 1) {
-      e1 = std::fabs(sol1[f1] - prev[f1]);
-      e2 = std::fabs(sol2[f1] - prev[f1]);
-    } else {
-      e1 = largest_change(sol1, prev);
-      e2 = largest_change(sol2, prev);
-    }
-    if (e1 - eps > e2) {
-      for (int i = 0; i < 3; ++i) {
-        const double tmp = sol1[i];
-        sol1[i] = sol2[i];
-        sol2[i] = tmp;
-      }
-      vcopy(u2, u);
+  vcopy(t, c->t);
+  vcopy(u, c->u);
+  vcopy(u2, c->u2);
+  vcopy(prev, c->prev);
+  c->k = k;
+  c->f1 = f1;
+  return 0;
+}
+
+// True when the mode takes the second candidate.
+bool takes_second(const SolvedCandidates& c, const double sol1[3], const double sol2[3], int mode,
+                  double eps) {
+  if (c.k < 2 || mode == 2) return false;
+  double e1, e2;
+  if (mode == 1) {
+    e1 = std::fabs(sol1[c.f1] - c.prev[c.f1]);
+    e2 = std::fabs(sol2[c.f1] - c.prev[c.f1]);
+  } else {
+    e1 = largest_change(sol1, c.prev);
+    e2 = largest_change(sol2, c.prev);
+  }
+  return e1 - eps > e2;
+}
+
+// 0 when the chosen candidate's tool vector reaches the direction, else 1.
+int reach_code(const SolvedCandidates& c, bool second, double eps) {
+  return vdot(second ? c.u2 : c.u, c.t) >= 1.0 - eps ? 0 : 1;
+}
+
+}  // namespace
+
+int solve_orientation(State& st, const double ijk[3], const double prev[3], double out[3]) {
+  SolvedCandidates c;
+  if (solve_candidates(st, ijk, prev, &c) != 0) return 1;
+  const bool second = takes_second(c, st.sol1, st.sol2, st.machine.mode, st.eps);
+  if (second) {
+    for (int i = 0; i < 3; ++i) {
+      const double tmp = st.sol1[i];
+      st.sol1[i] = st.sol2[i];
+      st.sol2[i] = tmp;
     }
   }
+  vcopy(st.sol1, out);
+  return reach_code(c, second, st.eps);
+}
 
-  vcopy(sol1, out);
-  if (!(vdot(u, t) >= 1.0 - eps)) return 1;  // the machine cannot reach this direction
+int solve_orientation_each_mode(State& st, const double ijk[3], const double prev[3],
+                                double out[3][3], int codes[3]) {
+  SolvedCandidates c;
+  if (solve_candidates(st, ijk, prev, &c) != 0) return 1;
+  for (int mode = 0; mode <= 2; ++mode) {
+    const bool second = takes_second(c, st.sol1, st.sol2, mode, st.eps);
+    vcopy(second ? st.sol2 : st.sol1, out[mode]);
+    codes[mode] = reach_code(c, second, st.eps);
+  }
   return 0;
 }
 

@@ -10,6 +10,11 @@ namespace k5x {
 // without the travel test (both are the increments' business, one layer up): 0 reachable, 1 no
 // machine, zero direction or unreachable. Leaves both candidates in st.sol1 and st.sol2.
 int solve_orientation(State& st, const double ijk[3], const double prev[3], double out[3]);
+// The answers of solve_orientation in modes 0, 1 and 2 from one computation: out[m] and codes[m]
+// as that mode gives them, st.sol1 and st.sol2 left as mode 2 leaves them. Returns 1, with out
+// and codes untouched, where every mode returns 1 before choosing (no machine, zero direction).
+int solve_orientation_each_mode(State& st, const double ijk[3], const double prev[3],
+                                double out[3][3], int codes[3]);
 double law_value(const State& st, int axis, double from, double to, int* sign);
 void apply_laws(const State& st, const double from[3], const double to[3], double out[3]);
 

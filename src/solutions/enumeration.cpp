@@ -130,16 +130,28 @@ int enumerate(State& st, const double d[3], double tol, int* count, double** sol
     mid[j] = (travel_minimum(st, kIdX + j) + travel_maximum(st, kIdX + j)) / 2.0;
 
   const int saved_mode = st.machine.mode;
+  // Without snapping, the three modes differ only in which of the same two candidates they
+  // take: one solve serves all three.
+  const bool one_solve = st.machine.increment_behaviour == 0 && st.machine.record_count > 0;
   int nraw = 0;
   for (int a = 0; a < nseeds[0]; ++a) {
     for (int b = 0; b < nseeds[1]; ++b) {
       for (int c = 0; c < nseeds[2]; ++c) {
+        const double ref[3] = {seeds[0][a], seeds[1][b], seeds[2][c]};
+        double each[3][3] = {};
+        int codes[3] = {1, 1, 1};
+        if (one_solve) solve_orientation_each_mode(st, d, ref, each, codes);
         for (int mode = 0; mode <= 2; ++mode) {
-          const double ref[3] = {seeds[0][a], seeds[1][b], seeds[2][c]};
           int travel_flags[3];
-          set_mode(st, mode);
           double abc[3] = {0.0, 0.0, 0.0};
-          const int r = solve_direction(st, d, ref, abc);
+          int r;
+          if (one_solve) {
+            copy3(each[mode], abc);
+            r = codes[mode] != 0 ? 1 : travel_test_abc(st, abc, travel_flags);
+          } else {
+            set_mode(st, mode);
+            r = solve_direction(st, d, ref, abc);
+          }
           if (nraw >= kMaxSolutions) continue;  // cannot happen with at most 12 seeds per axis
           if (r == 0 && travel_test_abc(st, abc, travel_flags) == 0) {
             copy3(abc, w.raw[nraw++]);
