@@ -92,7 +92,8 @@ struct TreePrinter {
       std::printf("%s  colour    %d %d %d\n", pad.c_str(), color[0], color[1], color[2]);
     if (kind == -3) {
       const double step = k5x::axis_increment(st, id);
-      std::printf("%s  law %d, direction flag %d, ", pad.c_str(), k5x::axis_law(st, id), k5x::axis_sense(st, id));
+      std::printf("%s  law %d, direction flag %d, ", pad.c_str(), k5x::axis_law(st, id),
+                  k5x::axis_sense(st, id));
       if (step > st.eps)
         std::printf("indexed in %.6g-degree steps", step);
       else

@@ -12,7 +12,9 @@ constexpr std::size_t kQueued = 8;    // batches in flight at the most: memory s
 }  // namespace
 
 InputThread::InputThread(std::FILE* in, double zero_length, k5x::Gatherer* gatherer)
-    : queue_(kQueued), spare_(kQueued), thread_(&InputThread::run, this, in, zero_length, gatherer) {}
+    : queue_(kQueued),
+      spare_(kQueued),
+      thread_(&InputThread::run, this, in, zero_length, gatherer) {}
 
 InputThread::~InputThread() {
   queue_.close();  // a reader still waiting to push gives up

@@ -209,7 +209,7 @@ double Planner::motion(const double a[3], const double b[3], bool at_pole, bool 
 double Planner::motion(const double a[3], const double b[3], double sa, double sb, bool at_pole,
                        bool cutting) const {
   const int s = facts_.second_free;
-  const double near = std::sin(opt_.angle_tolerance * kDeg);
+  const double near = sin_tolerance_;
   // Along the first axis, turning it moves the tool by no more than the angle tolerance: the
   // cheapest place to take up a turn the travel limits force. With two rotary axes the second
   // must stand there at both ends, or the turn sweeps the tool round a cone.
@@ -261,11 +261,12 @@ void Planner::plan_and_emit(int emit_count) {
       int best_k = -1;
       if (prev >= 0) {
         const Held& p = held_[static_cast<std::size_t>(prev)];
-        best = p.cost[0] + motion(p.cand.abc[0], h.cand.abc[j], p.sine[0], h.sine[j], at_pole, cutting);
+        best = p.cost[0] +
+               motion(p.cand.abc[0], h.cand.abc[j], p.sine[0], h.sine[j], at_pole, cutting);
         best_k = 0;
         for (int k = 1; k < p.cand.count; ++k) {
-          const double c =
-              p.cost[k] + motion(p.cand.abc[k], h.cand.abc[j], p.sine[k], h.sine[j], at_pole, cutting);
+          const double c = p.cost[k] + motion(p.cand.abc[k], h.cand.abc[j], p.sine[k], h.sine[j],
+                                              at_pole, cutting);
           if (c < best) {
             best = c;
             best_k = k;
@@ -435,9 +436,11 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
     ++stats_.unwinds;
     int axis = 0;
     for (int i = 1; i < 3; ++i)
-      if (std::fabs(abc[i] - last_pos_[3 + i]) > std::fabs(abc[axis] - last_pos_[3 + axis])) axis = i;
+      if (std::fabs(abc[i] - last_pos_[3 + i]) > std::fabs(abc[axis] - last_pos_[3 + axis]))
+        axis = i;
     if (stats_.first_unwinds.size() < kSwingsKept)
-      stats_.first_unwinds.push_back(Swing{h.move.line, kIdA + axis, abc[axis] - last_pos_[3 + axis]});
+      stats_.first_unwinds.push_back(
+          Swing{h.move.line, kIdA + axis, abc[axis] - last_pos_[3 + axis]});
   }
   deliver(h, pos, h.move.point, h.move.axis, false, solver_code, unwind);
   vcopy(pos, last_pos_);
