@@ -119,6 +119,9 @@ const char kPostHelp[] =
     "  --retract-z Z      machine Z to retract to before a rapid or an unwind turns the\n"
     "                     rotary axes more than --retract-angle degrees (default 30;\n"
     "                     default Z: the top of the Z travel, when the machine has one)\n"
+    "  --unwind-clearance D\n"
+    "                     at an unwind, back the tool out D along its axis before the\n"
+    "                     retract and come back in along it (default 5)\n"
     "  --default-feed F   feed where the toolpath gives none (default 1000 per minute)\n"
     "\n"
     "  --threads N        read and solve, plan, and write on up to N threads (0: one\n"
@@ -234,7 +237,7 @@ struct PostArgs {
   k5x::FeedMode feed = k5x::FeedMode::inverse_time;
   bool tcp = false, line_numbers = false, has_retract_z = false;
   int length_decimals = 4, angle_decimals = 3;
-  double retract_z = 0.0, retract_angle = 30.0, default_feed = 1000.0;
+  double retract_z = 0.0, retract_angle = 30.0, default_feed = 1000.0, unwind_clearance = 5.0;
   int threads = 1;
 };
 
@@ -309,6 +312,10 @@ int parse_args(int argc, char** argv, PostArgs* a) {
       a->has_retract_z = true;
     } else if (std::strcmp(s, "--retract-angle") == 0) {
       if (!take_numbers(kCmd, argc, argv, &i, 1, &a->retract_angle)) return 2;
+    } else if (std::strcmp(s, "--unwind-clearance") == 0) {
+      if (!take_numbers(kCmd, argc, argv, &i, 1, &a->unwind_clearance)) return 2;
+      if (!(a->unwind_clearance > 0.0))
+        return usage_error(kCmd, "--unwind-clearance must be above 0");
     } else if (std::strcmp(s, "--default-feed") == 0) {
       if (!take_numbers(kCmd, argc, argv, &i, 1, &a->default_feed)) return 2;
       if (!(a->default_feed > 0.0)) return usage_error(kCmd, "--default-feed must be above 0");
@@ -576,6 +583,7 @@ int run_post(const PostArgs& a) {
   options.tolerance = st.machine.tolerance;
   options.angle_tolerance = a.angle_tolerance;
   options.wrap_modulo = a.wrap_modulo;
+  options.unwind_clearance = a.unwind_clearance;
   for (int k = 0; k < 3; ++k) options.start[k] = a.prev[k];
   options.start_auto = a.start_auto;
   options.mode = st.machine.mode;

@@ -237,33 +237,60 @@ void GcodeWriter::position(const PlannedPosition& p) {
   if (unwind && !retract)
     comment("line " + std::to_string(p.line) +
             ": the rotary axes must turn round in the cut; --retract-z retracts the tool first");
-  double plunge = -1.0;  // after an unwind's retract: the way down, the rotary axes at rest
+  const double feed = p.feed > 0.0 ? p.feed : opt_.default_feed;
+  // The tip's way into the block written last: the straight line between the tips.
+  double length = 0.0;
+  for (int k = 0; k < 3 && have_last_; ++k)
+    length += (p.tip[k] - last_tip_[k]) * (p.tip[k] - last_tip_[k]);
+  length = std::sqrt(length);
   if ((rapid || unwind) && retract) {
+    if (unwind) {
+      // In the cut: out along the tool axis at the feed first.
+      motion_block(p.leave, false, distance3(p.leave, last_axes_), 0.0, feed);
+    }
     // Clear of the workpiece before the rotary axes swing round.
     const std::string z = word(2, opt_.retract_z);
     block(dialect_.get("rapid") + " " + z);
     last_word_[2] = z;
     last_motion_ = dialect_.get("rapid");
-    std::string turn_words;
-    for (int k = 3; k < 6; ++k) {
-      if (!opt_.has_axis[k]) continue;
-      const std::string w = word(k, v[k]);
-      if (w != last_word_[k]) turn_words += " " + w;
-      last_word_[k] = w;
-    }
-    if (!turn_words.empty()) block(dialect_.get("rapid") + turn_words);
+    rapid_words(v, 3, 6);
     if (unwind) {
-      // Over the place to come back to, then down to it at the feed.
-      std::string over;
-      for (int k = 0; k < 2; ++k) {
-        const std::string w = word(k, v[k]);
-        if (w != last_word_[k]) over += " " + w;
-        last_word_[k] = w;
-      }
-      if (!over.empty()) block(dialect_.get("rapid") + over);
-      plunge = std::fabs(opt_.retract_z - v[2]);
+      // Over the place to come back to, down to the clearance above it, and in along the
+      // tool axis at the feed.
+      rapid_words(p.enter, 0, 2);
+      rapid_words(p.enter, 2, 3);
+      length = distance3(p.enter, p.axes);
+      turn = 0.0;
     }
   }
+  // Nothing moves at the written precision: the next block is measured from the last written.
+  if (!motion_block(v, rapid, length, turn, feed)) return;
+  for (int k = 0; k < 6; ++k) last_axes_[k] = p.axes[k];
+  for (int k = 0; k < 3; ++k) last_tip_[k] = p.tip[k];
+  have_last_ = true;
+}
+
+double GcodeWriter::distance3(const double a[6], const double b[6]) {
+  double d = 0.0;
+  for (int k = 0; k < 3; ++k) d += (a[k] - b[k]) * (a[k] - b[k]);
+  return std::sqrt(d);
+}
+
+void GcodeWriter::rapid_words(const double v[6], int from, int to) {
+  std::string words;
+  for (int k = from; k < to; ++k) {
+    if (!opt_.has_axis[k]) continue;
+    const std::string w = word(k, v[k]);
+    if (w != last_word_[k]) words += " " + w;
+    last_word_[k] = w;
+  }
+  if (words.empty()) return;
+  block(dialect_.get("rapid") + words);
+  last_motion_ = dialect_.get("rapid");
+}
+
+bool GcodeWriter::motion_block(const double v[6], bool rapid, double length, double turn,
+                               double feed) {
   std::string words;
   for (int k = 0; k < 6; ++k) {
     if (!opt_.has_axis[k]) continue;
@@ -272,11 +299,10 @@ void GcodeWriter::position(const PlannedPosition& p) {
     words += " " + w;
     last_word_[k] = w;
   }
-  if (words.empty()) return;  // nothing moves at the written precision
+  if (words.empty()) return false;
   const std::string& motion = dialect_.get(rapid ? "rapid" : "linear");
   std::string text = motion != last_motion_ ? motion + words : words.substr(1);
   if (!rapid) {
-    const double feed = p.feed > 0.0 ? p.feed : opt_.default_feed;
     const int mode = opt_.feed == FeedMode::inverse_time ? 0 : 1;
     std::string f;
     char buf[48];
@@ -284,14 +310,6 @@ void GcodeWriter::position(const PlannedPosition& p) {
       // F is one over the minutes the move takes: the tip's path at the programmed feed, and
       // at least what the rotary axes need at 10 turns a minute, so a turn in place is not
       // asked to happen at once.
-      double length = 0.0;
-      for (int k = 0; k < 3 && have_last_; ++k)
-        length += (p.tip[k] - last_tip_[k]) * (p.tip[k] - last_tip_[k]);
-      length = std::sqrt(length);
-      if (plunge >= 0.0) {
-        length = plunge;
-        turn = 0.0;
-      }
       const double minutes = std::fmax(std::fmax(length / feed, turn / 3600.0), 1e-6);
       std::snprintf(buf, sizeof buf, "F%.3f", 1.0 / minutes);
       f = buf;
@@ -310,9 +328,7 @@ void GcodeWriter::position(const PlannedPosition& p) {
   }
   block(text);
   last_motion_ = motion;
-  for (int k = 0; k < 6; ++k) last_axes_[k] = p.axes[k];
-  for (int k = 0; k < 3; ++k) last_tip_[k] = p.tip[k];
-  have_last_ = true;
+  return true;
 }
 
 void GcodeWriter::end() {

@@ -65,6 +65,12 @@ class GcodeWriter : public PositionSink {
   void block(const std::string& text);
   void comment(const std::string& text);
   std::string word(int axis, double value);
+  // A G0 block of the words of axes from..to-1 that changed; none when nothing did.
+  void rapid_words(const double v[6], int from, int to);
+  // A G0 or G1 block to v with the words that changed, a G1 with its feed: the tip's path of
+  // length at feed, the rotary axes turning turn degrees. False when no word changed.
+  bool motion_block(const double v[6], bool rapid, double length, double turn, double feed);
+  static double distance3(const double a[6], const double b[6]);
 
   OutBuffer* out_;
   Dialect dialect_;

@@ -442,7 +442,19 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
       stats_.first_unwinds.push_back(
           Swing{h.move.line, kIdA + axis, abc[axis] - last_pos_[3 + axis]});
   }
-  deliver(h, pos, h.move.point, h.move.axis, false, solver_code, unwind);
+  double leave_enter[12];
+  if (unwind) {
+    // Backed out along the tool axis (tip towards the spindle) at each end, angles kept.
+    const double out = flip_ ? -opt_.unwind_clearance : opt_.unwind_clearance;
+    double tip[3];
+    vaxpy(last_tip_, last_axis_, out, tip);
+    place(st_, tip, last_pos_ + 3, leave_enter);
+    vcopy(last_pos_ + 3, leave_enter + 3);
+    vaxpy(h.move.point, h.move.axis, out, tip);
+    place(st_, tip, abc, leave_enter + 6);
+    vcopy(abc, leave_enter + 9);
+  }
+  deliver(h, pos, h.move.point, h.move.axis, false, solver_code, unwind ? leave_enter : nullptr);
   vcopy(pos, last_pos_);
   vcopy(pos + 3, last_pos_ + 3);
   vcopy(h.move.point, last_tip_);
@@ -622,7 +634,8 @@ void Planner::subdivide_formula(const Held& h, const double pos[6]) {
 }
 
 void Planner::deliver(const Held& h, const double pos[6], const double tip[3],
-                      const double axis[3], bool inserted, int solver_code, bool unwind) {
+                      const double axis[3], bool inserted, int solver_code,
+                      const double* leave_enter) {
   PlannedPosition p;
   for (int k = 0; k < 6; ++k) p.axes[k] = pos[k];
   if (opt_.wrap_modulo)
@@ -642,7 +655,12 @@ void Planner::deliver(const Held& h, const double pos[6], const double tip[3],
   p.rapid = h.move.rapid;
   p.feed = h.move.feed;
   p.solver_code = solver_code;
-  p.unwind = unwind;
+  p.unwind = leave_enter != nullptr;
+  if (p.unwind)
+    for (int k = 0; k < 6; ++k) {
+      p.leave[k] = leave_enter[k];
+      p.enter[k] = leave_enter[6 + k];
+    }
   int* flags = p.travel_flags;
   p.travel_code = travel_code(st_, p.axes, flags);
   ++stats_.positions;

@@ -92,7 +92,7 @@ class Planner {
   void deviation(const double p0[6], const double p1[6], const double t0[3], const double t1[3],
                  const double d0[3], const double d1[3], double* tip_dev, double* axis_dev);
   void deliver(const Held& h, const double pos[6], const double tip[3], const double axis[3],
-               bool inserted, int solver_code, bool unwind = false);
+               bool inserted, int solver_code, const double* leave_enter = nullptr);
 
   State& st_;
   PlanOptions opt_;

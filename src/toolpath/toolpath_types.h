@@ -31,8 +31,12 @@ struct PlannedPosition {
   double feed = 0.0;                 // the move's programmed feed; <= 0 none
   bool reachable = true;             // false: no solution, axes are meaningless
   // Reached by a swing the travel limits force in a cut: no straight motion of the axes keeps
-  // the tool on the part, so the tool leaves it, the rotary axes turn, and it comes back.
+  // the tool on the part, so the tool leaves it, the rotary axes turn, and it comes back. leave
+  // is the position before backed out along the tool axis by PlanOptions::unwind_clearance,
+  // enter this one backed out the same way: where the tool leaves and where it comes in from.
   bool unwind = false;
+  double leave[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
+  double enter[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
   int solver_code = 0;
   int travel_code = 0;               // 0 in travel, +-k axis k above/below, 9 several
   int travel_flags[6] = {0, 0, 0, 0, 0, 0};  // per axis X..C: 0 in, +-(k) above/below
@@ -60,6 +64,7 @@ struct PlanOptions {
   bool start_auto = false;        // first move from its first in-travel solution, not start
   int mode = 0;                   // 0 least largest rotary change, 1 least first free axis
   int mode3r = 0;                 // handed to the three-rotary solver
+  double unwind_clearance = 5.0;  // how far the tool backs out along its axis at an unwind
   int window = 10000;             // moves planned together
   int overlap = 1000;             // of which the last are planned again with the next window
 };

@@ -185,8 +185,8 @@ for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
     has "$T/err" "out-of-travel positions +0$" "largest deviation left +0\.0[0-4][0-9]* \(tip"
     case "$m $f" in
       IndexedTable*Project2*) has "$T/err" "unwinds forced in cuts +6$"
-        grep -A3 '^G0 Z200' "$T/i.nc" | grep -q '^G1 Z'
-        verdict "IndexedTable: no retract and feed back down at an unwind" $? ;;
+        grep -A4 '^G0 Z200' "$T/i.nc" | grep -q '^G1 '
+        verdict "IndexedTable: no retract and feed back in at an unwind" $? ;;
       *) grep -q unwinds "$T/err"; verdict "$m: unwinds on $f" $((1 - $?)) ;;
     esac
   done

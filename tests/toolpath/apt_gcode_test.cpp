@@ -320,6 +320,58 @@ TEST(GcodeWriter, ProgramsLandOnTheProgrammedPath) {
   }
 }
 
+// A tool winding three times round a cone turns the indexed table beyond its 720 degrees: at the
+// unwind the program backs the tool out along its axis, retracts, turns, and comes back in
+// along the axis at the new angles.
+TEST(GcodeWriter, UnwindsBackOutAndComeInAlongTheToolAxis) {
+  k5x::State st;
+  ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text("IndexedTable")), 0);
+  st.silent = 1;
+  std::vector<k5x::ProgrammedMove> moves(90);
+  for (int i = 0; i < 90; ++i) {
+    const double f = 6.0 * 3.141592653589793 * i / 90.0, t = 25.0 * 3.141592653589793 / 180.0;
+    const double p[3] = {30.0 * std::cos(f), 30.0 * std::sin(f), 0.0};
+    const double a[3] = {std::sin(t) * std::cos(f), std::sin(t) * std::sin(f), std::cos(t)};
+    std::memcpy(moves[i].point, p, sizeof p);
+    std::memcpy(moves[i].axis, a, sizeof a);
+    moves[i].index = i;
+    moves[i].line = i + 1;
+  }
+  k5x::PlanOptions options;
+  k5x::GcodeOptions g;
+  g.retract = true;
+  g.retract_z = 200.0;
+  g.length_decimals = 6;
+  g.has_axis[3] = false;
+  const std::string program = post_to_gcode(st, moves, options, g);
+  const std::vector<Block> b = read_gcode(program);
+  auto tip = [&](const Block& x, double out[3], double axis[3]) {
+    k5x::tip_at(st, x.axes, x.axes + 3, out);
+    k5x::tool_axis_at(st, x.axes, x.axes + 3, axis);  // a tool length long
+    const double len = std::sqrt(axis[0] * axis[0] + axis[1] * axis[1] + axis[2] * axis[2]);
+    for (int i = 0; i < 3; ++i) axis[i] /= len;
+  };
+  int unwinds = 0;
+  for (std::size_t k = 2; k + 4 < b.size(); ++k) {
+    if (!(b[k].rapid && b[k].axes[2] == 200.0 && !b[k - 1].rapid)) continue;
+    ++unwinds;
+    // Out: the block before the retract is the cut's last position moved 5 up its axis.
+    double t0[3], a0[3], t1[3], a1[3];
+    tip(b[k - 2], t0, a0);
+    tip(b[k - 1], t1, a1);
+    for (int i = 0; i < 3; ++i) EXPECT_NEAR(t1[i], t0[i] + 5.0 * a0[i], 1e-5) << program;
+    // In: the last rapid is the next cut position moved 5 up its axis, at its angles.
+    std::size_t in = k + 1;
+    while (in < b.size() && b[in].rapid) ++in;
+    ASSERT_LT(in, b.size());
+    tip(b[in - 1], t0, a0);
+    tip(b[in], t1, a1);
+    for (int i = 0; i < 3; ++i) EXPECT_NEAR(t0[i], t1[i] + 5.0 * a1[i], 1e-5) << program;
+    for (int i = 3; i < 6; ++i) EXPECT_EQ(b[in - 1].axes[i], b[in].axes[i]);
+  }
+  EXPECT_EQ(unwinds, 1) << program;
+}
+
 }  // namespace
 
 namespace {
