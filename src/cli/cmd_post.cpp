@@ -845,7 +845,11 @@ int run_post(const PostArgs& a) {
     }
   }
   if (gcode) std::fprintf(stderr, "  G-code blocks                %ld\n", gcode->blocks());
-  if (gcode && planner.stats().unwinds > 0 && !gcode->options().retract)
+  if (gcode && planner.stats().unwinds > 0 && gcode->options().tcp)
+    std::fprintf(stderr,
+                 "k5x post: warning: with --tcp the unwinds turn the rotary axes with the tool in "
+                 "the cut\n");
+  else if (gcode && planner.stats().unwinds > 0 && !gcode->options().retract)
     std::fprintf(stderr,
                  "k5x post: warning: the machine has no Z limit to retract to and --retract-z is "
                  "not given: the unwinds turn the rotary axes with the tool in the cut\n");

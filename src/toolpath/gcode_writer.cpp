@@ -235,8 +235,9 @@ void GcodeWriter::position(const PlannedPosition& p) {
   const bool unwind = p.unwind && !p.inserted;
   const bool retract = have_last_ && opt_.retract && !opt_.tcp && turn > opt_.retract_degrees;
   if (unwind && !retract)
-    comment("line " + std::to_string(p.line) +
-            ": the rotary axes must turn round in the cut; --retract-z retracts the tool first");
+    comment("line " + std::to_string(p.line) + ": the rotary axes must turn round in the cut; " +
+            (opt_.tcp ? "with tool-centre-point control the tool is not retracted"
+                      : "--retract-z retracts the tool first"));
   const double feed = p.feed > 0.0 ? p.feed : opt_.default_feed;
   // The tip's way into the block written last: the straight line between the tips.
   double length = 0.0;
