@@ -23,7 +23,8 @@ void evaluate_chain(State& st, const double q[6]) {
       if (r.kind == kKindLinear)
         vaxpy(r.origin, d, t, r.origin);
       else
-        rotate_frame(d, t, r.frame, st.eps);
+        rotate_frame_cs(d, std::cos(t), std::sin(t), r.frame,
+                        frame_basis(d, r.frame, st.eps, &st.frame_memo[i]));
     }
     int nlien = r.link_count;
     if (nlien > kMaxLinks) nlien = kMaxLinks;

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
 #include "kernel/kernel.h"
 
@@ -58,25 +59,62 @@ double largest_change(const double sol[3], const double prev[3]) {
   return e;
 }
 
-// F1's angle for one candidate: turns u about d1 towards T and returns the wrapped angle.
-double solve_first_axis(const double d1[3], const double t[3], double prev_f1, double u[3],
-                        double eps) {
+// F1's turn for one candidate: the angle about d1 that takes u towards T, or none when u lies
+// along d1 (the axis cannot help). u itself is turned only if its reach is asked for.
+struct FirstTurn {
+  bool turned = false;
+  double gamma = 0.0;
+};
+
+double solve_first_axis(const double d1[3], const double t[3], double prev_f1, const double u[3],
+                        double eps, FirstTurn* turn) {
   double w[3];
   vreject(d1, u, w);
-  if (vnormalize(w, eps) != 0) return prev_f1;  // tool along d1: the axis cannot help
+  if (vnormalize(w, eps) != 0) return prev_f1;
   double v[3];
   vcross(d1, w, v);
-  const double gamma = atan2_eps(vdot(t, v), vdot(t, w), eps);
-  rotate_vector(d1, gamma, u, eps);
-  return wrap_loose(rad_to_deg(gamma), prev_f1);
+  turn->gamma = atan2_eps(vdot(t, v), vdot(t, w), eps);
+  turn->turned = true;
+  return wrap_loose(rad_to_deg(turn->gamma), prev_f1);
 }
 
 // What the solver computes before a mode picks one of the two candidates (left in st.sol1 and
-// st.sol2): the tool vectors of both, the direction, the free axes.
+// st.sol2): the tool vectors of both before the first axis turns them, the direction, the free
+// axes.
 struct SolvedCandidates {
-  double t[3], u[3], u2[3], prev[3];
+  double t[3], d1[3], u[2][3], prev[3];
+  FirstTurn turn[2];
+  int reach[2] = {-1, -1};  // filled on demand
   int k = 0, f1 = -1;
 };
+
+const PairMemo& pair_geometry(State& st, const double d1[3], const double d2[3],
+                              const double u[3]) {
+  PairMemo& g = st.pair_memo;
+  double key[10];
+  vcopy(d1, key);
+  vcopy(d2, key + 3);
+  vcopy(u, key + 6);
+  key[9] = st.eps;
+  if (g.valid && same_bits(key, g.key, 10)) return g;
+  const double eps = st.eps;
+  std::memcpy(g.key, key, sizeof key);
+  double n[3];
+  vcross(d2, d1, n);
+  const double s = vnorm(n);
+  vnormalize(n, eps);
+  double p[3];
+  vscale(d2, vdot(u, d2), p);
+  const double r = vdistance(u, p);
+  g.spans = r * s > eps;
+  g.d1p = vdot(d1, p);
+  g.rs = r * s;
+  g.beta = g.spans ? rad_to_deg(acos_clamped((vdot(d1, u) - g.d1p) / g.rs)) : 0.0;
+  g.u_behind = vdot(u, n) < eps;
+  rotation_basis(d2, u, eps, &g.u_about_d2);
+  g.valid = true;
+  return g;
+}
 
 // 1 when there is nothing to solve (no machine, zero direction, no tool), st.sol1 and st.sol2
 // untouched; else 0 with both candidates in them.
@@ -152,25 +190,18 @@ int solve_candidates(State& st, const double ijk[3], const double prev_in[3], So
 
   if (k >= 2) {
     // F2 first: turn about d2 until the tool makes with d1 the angle that T makes with it.
-    double n[3];
-    vcross(d2, d1, n);
-    const double s = vnorm(n);
-    vnormalize(n, eps);
-    double p[3];
-    vscale(d2, vdot(u, d2), p);
-    const double r = vdistance(u, p);
-    if (r * s > eps) {
-      const double alpha = rad_to_deg(acos_clamped((vdot(d1, t) - vdot(d1, p)) / (r * s)));
+    const PairMemo& g = pair_geometry(st, d1, d2, u);
+    if (g.spans) {
+      const double alpha = rad_to_deg(acos_clamped((vdot(d1, t) - g.d1p) / g.rs));
       const double sigma = f2rec->sense < 0 ? -1.0 : 1.0;
       sol1[f2] = sigma * alpha;
       sol2[f2] = -sigma * alpha;
-      const double beta = rad_to_deg(acos_clamped((vdot(d1, u) - vdot(d1, p)) / (r * s)));
-      if (vdot(u, n) < eps) {
-        sol1[f2] += beta;
-        sol2[f2] += beta;
+      if (g.u_behind) {
+        sol1[f2] += g.beta;
+        sol2[f2] += g.beta;
       } else {
-        sol1[f2] -= beta;
-        sol2[f2] -= beta;
+        sol1[f2] -= g.beta;
+        sol2[f2] -= g.beta;
       }
       sol1[f2] = wrap_strict(sol1[f2], prev[f2]);
       sol2[f2] = wrap_strict(sol2[f2], prev[f2]);
@@ -180,18 +211,20 @@ int solve_candidates(State& st, const double ijk[3], const double prev_in[3], So
         sol2[f2] = tmp;
       }
     }
-    rotate_vector(d2, deg_to_rad(sol1[f2]), u, eps);
-    rotate_vector(d2, deg_to_rad(sol2[f2]), u2, eps);
+    const double a1 = deg_to_rad(sol1[f2]), a2 = deg_to_rad(sol2[f2]);
+    rotate_basis(g.u_about_d2, d2, std::cos(a1), std::sin(a1), u);
+    rotate_basis(g.u_about_d2, d2, std::cos(a2), std::sin(a2), u2);
   }
 
   if (k >= 1) {
-    sol1[f1] = solve_first_axis(d1, t, prev[f1], u, eps);
-    sol2[f1] = solve_first_axis(d1, t, prev[f1], u2, eps);
+    sol1[f1] = solve_first_axis(d1, t, prev[f1], u, eps, &c->turn[0]);
+    sol2[f1] = solve_first_axis(d1, t, prev[f1], u2, eps, &c->turn[1]);
   }
 
   vcopy(t, c->t);
-  vcopy(u, c->u);
-  vcopy(u2, c->u2);
+  vcopy(d1, c->d1);
+  vcopy(u, c->u[0]);
+  vcopy(u2, c->u[1]);
   vcopy(prev, c->prev);
   c->k = k;
   c->f1 = f1;
@@ -214,8 +247,15 @@ bool takes_second(const SolvedCandidates& c, const double sol1[3], const double 
 }
 
 // 0 when the chosen candidate's tool vector reaches the direction, else 1.
-int reach_code(const SolvedCandidates& c, bool second, double eps) {
-  return vdot(second ? c.u2 : c.u, c.t) >= 1.0 - eps ? 0 : 1;
+int reach_code(SolvedCandidates& c, bool second, double eps) {
+  const int i = second ? 1 : 0;
+  if (c.reach[i] < 0) {
+    double u[3];
+    vcopy(c.u[i], u);
+    if (c.turn[i].turned) rotate_vector(c.d1, c.turn[i].gamma, u, eps);
+    c.reach[i] = vdot(u, c.t) >= 1.0 - eps ? 0 : 1;
+  }
+  return c.reach[i];
 }
 
 }  // namespace

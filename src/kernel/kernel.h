@@ -7,6 +7,8 @@
 #define K5X_KERNEL_KERNEL_H
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 namespace k5x {
 
@@ -158,21 +160,40 @@ inline void apply4(const double h[16], const double p[3], double q[3]) {
   q[2] = z;
 }
 
+// v decomposed about a unit axis as v = r b + h axis, with a = axis x v / |axis x v| and
+// b = a x axis. It depends on the axis and v alone, so a caller turning one vector about one
+// axis by many angles computes it once.
+struct RotationBasis {
+  double a[3], b[3], r, h;
+  bool along;  // v along the axis (or zero): every rotation leaves it as it is
+};
+
+__attribute__((always_inline)) inline void rotation_basis(const double axis[3], const double v[3],
+                                                         double eps, RotationBasis* out) {
+  vcross(axis, v, out->a);
+  out->along = vnormalize(out->a, eps) != 0;
+  if (out->along) return;
+  vcross(out->a, axis, out->b);
+  out->r = vdot(v, out->b);
+  out->h = vdot(v, axis);
+}
+
+// v turned by the angle of the cosine and sine given; v is left as it is when along the axis.
+__attribute__((always_inline)) inline void rotate_basis(const RotationBasis& k, const double axis[3],
+                                                       double cos_a, double sin_a, double v[3]) {
+  if (k.along) return;
+  const double rc = k.r * cos_a;
+  const double rs = k.r * sin_a;
+  for (int i = 0; i < 3; ++i) v[i] = rc * k.b[i] + rs * k.a[i] + k.h * axis[i];
+}
+
 // rotate_vector with the cosine and sine of the angle given, so that a frame's two columns share
 // one evaluation of them (the chain turns every rotary axis at every point).
-__attribute__((always_inline)) inline void rotate_vector_cs(const double axis[3], double cos_a, double sin_a, double v[3], double eps) {
-  // Decomposed as v = r b + h n with a = n x v / |n x v| and b = a x n, so a vector along the
-  // axis fails the normalisation and stays exactly as it was.
-  double a[3];
-  vcross(axis, v, a);
-  if (vnormalize(a, eps) != 0) return;
-  double b[3];
-  vcross(a, axis, b);
-  const double r = vdot(v, b);
-  const double h = vdot(v, axis);
-  const double rc = r * cos_a;
-  const double rs = r * sin_a;
-  for (int i = 0; i < 3; ++i) v[i] = rc * b[i] + rs * a[i] + h * axis[i];
+__attribute__((always_inline)) inline void rotate_vector_cs(const double axis[3], double cos_a,
+                                                           double sin_a, double v[3], double eps) {
+  RotationBasis k;
+  rotation_basis(axis, v, eps, &k);
+  rotate_basis(k, axis, cos_a, sin_a, v);
 }
 
 // Rotates v in place about the unit axis by angle (radians), right-handed. A v along the axis
@@ -181,13 +202,35 @@ inline void rotate_vector(const double axis[3], double angle, double v[3], doubl
   rotate_vector_cs(axis, std::cos(angle), std::sin(angle), v, eps);
 }
 
+// True when the n doubles are the same bits (so -0 differs from 0, and a NaN can match itself):
+// the test for a memo made from exactly these inputs.
+inline bool same_bits(const double* a, const double* b, int n) {
+  std::uint64_t diff = 0;
+  for (int i = 0; i < n; ++i) {
+    std::uint64_t x, y;
+    std::memcpy(&x, a + i, sizeof x);
+    std::memcpy(&y, b + i, sizeof y);
+    diff |= x ^ y;
+  }
+  return diff == 0;
+}
+
+// The bases of a frame's first two columns about an axis, as rotate_frame uses them, with the
+// inputs they were made from: a frame turned about an unchanged axis from an unchanged pose (a
+// rotary axis near the base of a chain, say) needs only the new angle's cosine and sine.
+struct FrameBasis {
+  bool valid = false;
+  double key[10];  // axis, column 0, column 1, eps
+  RotationBasis col[2];
+};
+
 // Rotates the first two columns of m and rebuilds the third as their cross product.
-inline void rotate_frame(const double axis[3], double angle, double m[9], double eps) {
-  const double c = std::cos(angle), s = std::sin(angle);
+inline void rotate_frame_cs(const double axis[3], double c, double s, double m[9],
+                            const RotationBasis col[2]) {
   double c0[3] = {m[0], m[3], m[6]};
   double c1[3] = {m[1], m[4], m[7]};
-  rotate_vector_cs(axis, c, s, c0, eps);
-  rotate_vector_cs(axis, c, s, c1, eps);
+  rotate_basis(col[0], axis, c, s, c0);
+  rotate_basis(col[1], axis, c, s, c1);
   double c2[3];
   vcross(c0, c1, c2);  // rebuilt, not rotated: keeps the frame orthonormal and right-handed
   for (int i = 0; i < 3; ++i) {
@@ -195,6 +238,23 @@ inline void rotate_frame(const double axis[3], double angle, double m[9], double
     m[3 * i + 1] = c1[i];
     m[3 * i + 2] = c2[i];
   }
+}
+
+// The bases for m's columns about axis, from the memo when it was made from the same inputs.
+inline const RotationBasis* frame_basis(const double axis[3], const double m[9], double eps,
+                                        FrameBasis* memo) {
+  const double key[10] = {axis[0], axis[1], axis[2], m[0], m[3], m[6], m[1], m[4], m[7], eps};
+  if (memo->valid && same_bits(key, memo->key, 10)) return memo->col;
+  std::memcpy(memo->key, key, sizeof key);
+  rotation_basis(axis, key + 3, eps, &memo->col[0]);
+  rotation_basis(axis, key + 6, eps, &memo->col[1]);
+  memo->valid = true;
+  return memo->col;
+}
+
+inline void rotate_frame(const double axis[3], double angle, double m[9], double eps) {
+  FrameBasis fresh;
+  rotate_frame_cs(axis, std::cos(angle), std::sin(angle), m, frame_basis(axis, m, eps, &fresh));
 }
 
 inline double acos_clamped(double x) {

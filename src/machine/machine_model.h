@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "kernel/kernel.h"
+
 namespace k5x {
 
 constexpr int kMaxRecords = 9;
@@ -123,6 +125,19 @@ struct EnumerationWork {
   int filtered_flags[kMaxSolutions];
 };
 
+// What the orientation solver derives from its two free axes and the tool at rest: it does not
+// depend on the direction, so it is kept between solves. Keyed on the vectors it comes from and
+// the tolerance, so that a changed machine can never be answered from an older one.
+struct PairMemo {
+  bool valid = false;
+  double key[10];     // d1, d2, u, eps
+  bool spans;         // r s > eps: the second axis sweeps the tool round the first's cone
+  double d1p, rs;     // d1 . p and r s of the second axis' circle
+  double beta;        // degrees: where the tool sits on that circle at rest
+  bool u_behind;      // u . n < eps
+  RotationBasis u_about_d2;
+};
+
 struct State {
   State();
   ~State();
@@ -139,6 +154,8 @@ struct State {
   // Results of the last orientation solve.
   double sol1[3] = {0.0, 0.0, 0.0};
   double sol2[3] = {0.0, 0.0, 0.0};
+  PairMemo pair_memo;
+  FrameBasis frame_memo[kMaxRecords];  // each record's last turn in the chain
 
   // Interpolation table shared by the subdivision and the interpolation table (rows of six).
   double* table = nullptr;
