@@ -156,42 +156,56 @@ BENCHMARK(BM_PostFile)->Arg(0)->Arg(1)->UseRealTime();
 void BM_PostFileSubdivide(benchmark::State& state) { post_run(state, k5x::Linearise::tolerance); }
 BENCHMARK(BM_PostFileSubdivide)->Arg(0)->Arg(1)->UseRealTime();
 
-// A whole toolpath through k5x post's pipeline on the Trunnion, as the program runs it: on one
-// thread (Arg 1), or reading and solving, planning, and writing on three (Arg 2).
-void BM_PostThreads(benchmark::State& state) {
+// A fine toolpath on the Trunnion: 200,000 moves of about 0.06 mm along a spiral, the tool
+// tilting slowly; the subdivision finds little or nothing to insert on it.
+constexpr int kFineMoves = 200000;
+
+const std::string& fine_spiral() {
+  static const std::string text = [] {
+    std::string t;
+    char buf[160];
+    for (int i = 0; i < kFineMoves; ++i) {
+      const double f = i * 0.001, tilt = 0.3 * (0.5 + 0.5 * std::sin(i * 0.00003));
+      std::snprintf(buf, sizeof buf, "%.4f %.4f %.4f %.8f %.8f %.8f\n", 60.0 * std::cos(f),
+                    60.0 * std::sin(f), 5.0 * std::sin(3.0 * f), std::sin(tilt) * std::cos(f),
+                    std::sin(tilt) * std::sin(f), std::cos(tilt));
+      t += buf;
+    }
+    return t;
+  }();
+  return text;
+}
+
+// The whole fine toolpath through k5x post's pipeline, as the program runs it: on one thread, or
+// reading and solving, planning, and writing on three.
+void post_whole(benchmark::State& state, int threads, k5x::Linearise linearise) {
   k5x::State st;
   if (k5x::machine_def_text(st, k5x_cli::find_embedded_machine("Trunnion")->text) != 0) {
     state.SkipWithError("cannot load Trunnion");
     return;
   }
   st.silent = 1;
-  constexpr int kMoves = 200000;
-  std::string text;
-  char buf[160];
-  for (int i = 0; i < kMoves; ++i) {
-    const double f = i * 0.001, t = 0.3 * (0.5 + 0.5 * std::sin(i * 0.00003));
-    std::snprintf(buf, sizeof buf, "%.4f %.4f %.4f %.8f %.8f %.8f\n", 60.0 * std::cos(f),
-                  60.0 * std::sin(f), 5.0 * std::sin(3.0 * f), std::sin(t) * std::cos(f),
-                  std::sin(t) * std::sin(f), std::cos(t));
-    text += buf;
-  }
+  std::string text = fine_spiral();
   std::FILE* sink = std::fopen("/dev/null", "wb");
   if (sink == nullptr) {
     state.SkipWithError("cannot open /dev/null");
     return;
   }
-  const k5x::PlanOptions options;
+  k5x::PlanOptions options;
+  options.linearise = linearise;
+  long positions = 0;
   for (auto _ : state) {
     std::FILE* in = fmemopen(&text[0], text.size(), "r");
     k5x::OutBuffer out(sink);
     k5x::CsvWriter csv(&out);
-    if (state.range(0) == 1) {
+    if (threads == 1) {
       k5x::Planner planner(st, options, &csv);
       k5x_cli::PlainToolpath toolpath(in, st.eps);
       k5x_cli::ParsedLine p;
       while (toolpath.next(&p))
         if (p.kind == k5x_cli::ParsedLine::move) planner.push(p.m);
       planner.finish();
+      positions += planner.stats().positions;
     } else {
       k5x_cli::OutputThread output(&csv, nullptr, nullptr);
       k5x::Planner planner(st, options, &output);
@@ -211,13 +225,25 @@ void BM_PostThreads(benchmark::State& state) {
       }
       planner.finish();
       output.finish();
+      positions += planner.stats().positions;
     }
     out.flush();
     std::fclose(in);
   }
   std::fclose(sink);
-  state.SetItemsProcessed(state.iterations() * kMoves);
+  state.counters["rows/move"] = benchmark::Counter(
+      static_cast<double>(positions) / (static_cast<double>(state.iterations()) * kFineMoves));
+  state.SetItemsProcessed(state.iterations() * kFineMoves);
+}
+
+void BM_PostThreads(benchmark::State& state) {
+  post_whole(state, static_cast<int>(state.range(0)), k5x::Linearise::none);
 }
 BENCHMARK(BM_PostThreads)->Arg(1)->Arg(2)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+void BM_PostFineSubdivide(benchmark::State& state) {
+  post_whole(state, 1, k5x::Linearise::tolerance);
+}
+BENCHMARK(BM_PostFineSubdivide)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace

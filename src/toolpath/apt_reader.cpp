@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "toolpath/text_io.h"
+
 namespace k5x {
 
 namespace {
@@ -27,6 +29,7 @@ std::string upper(std::string s) {
 
 bool parse_number(const std::string& text, double* out) {
   if (text.empty()) return false;
+  if (parse_plain_decimal(text.data(), text.data() + text.size(), out)) return true;
   errno = 0;
   char* end = nullptr;
   const double v = std::strtod(text.c_str(), &end);

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -112,21 +113,41 @@ void OutBuffer::put_fixed(double v, int decimals) {
   if (std::fabs(v) < 1e9) {
     const long long q = std::llround(v * kScale[decimals]);
     unsigned long long u = q < 0 ? static_cast<unsigned long long>(-q) : q;
+    // Digits written backwards from the end of a scratch buffer, two at a time.
+    static const char kPairs[] =
+        "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+        "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+        "8081828384858687888990919293949596979899";
     char tmp[32];
-    int n = 0;
-    for (int d = 0; d < decimals; ++d) {
-      tmp[n++] = static_cast<char>('0' + u % 10);
+    char* t = tmp + sizeof tmp;
+    int d = decimals;
+    for (; d >= 2; d -= 2) {
+      const unsigned r = static_cast<unsigned>(u % 100);
+      u /= 100;
+      *--t = kPairs[2 * r + 1];
+      *--t = kPairs[2 * r];
+    }
+    if (d == 1) {
+      *--t = static_cast<char>('0' + u % 10);
       u /= 10;
     }
-    if (decimals > 0) tmp[n++] = '.';
-    do {
-      tmp[n++] = static_cast<char>('0' + u % 10);
-      u /= 10;
-    } while (u != 0);
-    if (q < 0) tmp[n++] = '-';
-    char* p = buf_ + len_;
-    while (n > 0) *p++ = tmp[--n];
-    len_ = static_cast<std::size_t>(p - buf_);
+    if (decimals > 0) *--t = '.';
+    while (u >= 100) {
+      const unsigned r = static_cast<unsigned>(u % 100);
+      u /= 100;
+      *--t = kPairs[2 * r + 1];
+      *--t = kPairs[2 * r];
+    }
+    if (u >= 10) {
+      *--t = kPairs[2 * u + 1];
+      *--t = kPairs[2 * u];
+    } else {
+      *--t = static_cast<char>('0' + u);
+    }
+    if (q < 0) *--t = '-';
+    const std::size_t n = static_cast<std::size_t>(tmp + sizeof tmp - t);
+    std::memcpy(buf_ + len_, t, n);
+    len_ += n;
     return;
   }
   const auto r = std::to_chars(buf_ + len_, buf_ + cap_, v, std::chars_format::fixed, decimals);
@@ -161,6 +182,33 @@ void set_reason(char* reason, std::size_t size, const char* what, const char* to
 
 }  // namespace
 
+bool parse_plain_decimal(const char* begin, const char* end, double* out) {
+  static const double kPow10[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                  1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  const char* p = begin;
+  const bool negative = p < end && *p == '-';
+  if (p < end && (*p == '-' || *p == '+')) ++p;
+  std::uint64_t mantissa = 0;
+  int digits = 0, decimals = -1;
+  for (; p < end; ++p) {
+    const unsigned d = static_cast<unsigned>(*p - '0');
+    if (d < 10) {
+      if (++digits > 15) return false;
+      mantissa = mantissa * 10 + d;
+      if (decimals >= 0) ++decimals;
+    } else if (*p == '.' && decimals < 0) {
+      decimals = 0;
+    } else {
+      return false;
+    }
+  }
+  if (digits == 0) return false;
+  // Both operands are exact (below 2^53 and 10^22), so the one division rounds correctly.
+  const double v = static_cast<double>(mantissa) / kPow10[decimals < 0 ? 0 : decimals];
+  *out = negative ? -v : v;
+  return true;
+}
+
 int parse_move_line(const char* b, const char* e, double v[6], double zero_length, char* reason,
                     std::size_t reason_size) {
   const char* p = b;
@@ -188,14 +236,16 @@ int parse_move_line(const char* b, const char* e, double v[6], double zero_lengt
       if (num < tok_end && (*num == '-' || *num == '+')) num = tok_end;
     }
     double x = 0.0;
-    const auto r = std::from_chars(num, tok_end, x);
-    if (num == tok_end || r.ptr != tok_end || r.ec == std::errc::invalid_argument) {
-      set_reason(reason, reason_size, "not a number:", tok, tok_end);
-      return -1;
-    }
-    if (r.ec == std::errc::result_out_of_range || !std::isfinite(x)) {
-      set_reason(reason, reason_size, "number out of range:", tok, tok_end);
-      return -1;
+    if (!parse_plain_decimal(num, tok_end, &x)) {
+      const auto r = std::from_chars(num, tok_end, x);
+      if (num == tok_end || r.ptr != tok_end || r.ec == std::errc::invalid_argument) {
+        set_reason(reason, reason_size, "not a number:", tok, tok_end);
+        return -1;
+      }
+      if (r.ec == std::errc::result_out_of_range || !std::isfinite(x)) {
+        set_reason(reason, reason_size, "number out of range:", tok, tok_end);
+        return -1;
+      }
     }
     v[n++] = x;
     while (p < e && is_blank(*p)) ++p;

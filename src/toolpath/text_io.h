@@ -64,6 +64,12 @@ class OutBuffer {
   bool failed_ = false;
 };
 
+// The value of [begin, end) when it is a plain decimal ("-12.345", "7", ".5"): an optional sign,
+// at most 15 digits and at most one point, nothing else. The result is the correctly rounded
+// value, the same as a full conversion gives (an exact integer divided by an exact power of
+// ten); false, with *out untouched, for anything else, which a full conversion then reads.
+bool parse_plain_decimal(const char* begin, const char* end, double* out);
+
 // Parses one toolpath line "X Y Z I J K" (fields separated by blanks or by commas with
 // optional blanks around them). Returns 1 with the six values, 0 for a line to skip (blank, or
 // starting with '#'), or -1 with a reason written into reason (at most reason_size bytes). A
