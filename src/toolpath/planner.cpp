@@ -17,6 +17,8 @@ constexpr double kBranchCost = 1e10;
 constexpr double kPoleTurnWeight = 0.01;
 // Halvings of one programmed move at the most when linearising (1024 pieces).
 constexpr int kMaxDepth = 10;
+// Rotary motion (degrees) over which the deviation of a move is checked in its middle alone.
+constexpr double kSmallTurn = 1.0;
 constexpr double kDeg = kPi / 180.0;
 constexpr std::size_t kSwingsKept = 10;
 // Largest rotary step, in degrees, of a sweep in machine space.
@@ -468,10 +470,16 @@ void Planner::deviation(const double p0[6], const double p1[6], const double t0[
   *tip_dev = 0.0;
   *axis_dev = 0.0;
   // Three points, and four more between them where the deviation comes anywhere near the
-  // tolerance: its peak need not be in the middle.
-  static const double kAt[7] = {0.25, 0.5, 0.75, 0.125, 0.375, 0.625, 0.875};
+  // tolerance: its peak need not be in the middle. Over a turn of a degree or less the deviation
+  // grows as s (1 - s) from both ends to within a few percent, so the middle alone tells, unless
+  // it too comes near the tolerance.
+  static const double kAt[7] = {0.5, 0.25, 0.75, 0.125, 0.375, 0.625, 0.875};
+  double turn = 0.0;
+  for (int k = 3; k < 6; ++k) turn = std::fmax(turn, std::fabs(p1[k] - p0[k]));
+  const int settled_after = turn <= kSmallTurn ? 1 : 3;
   for (int i = 0; i < 7; ++i) {
-    if (i == 3 && *tip_dev <= 0.7 * opt_.tolerance && *axis_dev <= 0.7 * opt_.angle_tolerance)
+    if (i >= settled_after && *tip_dev <= 0.7 * opt_.tolerance &&
+        *axis_dev <= 0.7 * opt_.angle_tolerance)
       break;
     const double s = kAt[i];
     double p[6], tip[3], axis[3];
