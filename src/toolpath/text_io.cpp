@@ -15,6 +15,10 @@ LineReader::LineReader(std::FILE* in, std::size_t capacity)
 
 LineReader::~LineReader() { delete[] buf_; }
 
+namespace {
+constexpr std::size_t kReadPiece = std::size_t(1) << 16;
+}  // namespace
+
 LineReader::Result LineReader::next(const char** begin, const char** end) {
   for (;;) {
     char* base = buf_ + start_;
@@ -57,7 +61,10 @@ LineReader::Result LineReader::next(const char** begin, const char** end) {
       discarding_ = true;
       end_ = 0;
     }
-    const std::size_t got = std::fread(buf_ + end_, 1, cap_ - end_, in_);
+    // Read in pieces that stay in cache while they are parsed; the whole buffer only bounds
+    // the longest line.
+    const std::size_t want = cap_ - end_ < kReadPiece ? cap_ - end_ : kReadPiece;
+    const std::size_t got = std::fread(buf_ + end_, 1, want, in_);
     if (got == 0) {
       if (std::ferror(in_)) return kError;
       eof_ = true;
