@@ -5,10 +5,11 @@
 namespace k5x_cli {
 
 namespace {
-constexpr std::size_t kBatch = 4096;  // rows per hand-over
-// Lines per hand-over: their solutions travel with them, kept small enough to stay in cache.
-constexpr std::size_t kLineBatch = 2048;
-constexpr std::size_t kQueued = 8;    // batches in flight at the most: memory stays flat
+// Hand-overs are few and large: each one that finds the other thread waiting costs a wake-up,
+// and those, not the copies, are what a second core loses time on.
+constexpr std::size_t kBatch = 16384;    // rows per hand-over
+constexpr std::size_t kLineBatch = 8192;  // lines per hand-over, with their solutions
+constexpr std::size_t kQueued = 4;        // batches in flight at the most: memory stays bounded
 }  // namespace
 
 InputThread::InputThread(std::FILE* in, double zero_length, k5x::Gatherer* gatherer)
