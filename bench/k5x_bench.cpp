@@ -214,12 +214,14 @@ void post_whole(benchmark::State& state, int threads, k5x::Linearise linearise) 
       k5x::Gatherer gatherer(solving, options);
       {
         k5x_cli::InputThread input(in, st.eps, &gatherer);
-        std::vector<k5x_cli::ParsedLine> batch;
+        k5x_cli::LineBatch batch;
+        k5x::Candidates cand;
         while (input.next(&batch)) {
-          for (const k5x_cli::ParsedLine& p : batch)
-            if (p.kind == k5x_cli::ParsedLine::move)
-              planner.push_gathered(p.m, p.cand, gatherer.start_found());
-          batch.resize(batch.capacity());
+          for (const k5x_cli::ParsedLine& p : batch.lines) {
+            if (p.kind != k5x_cli::ParsedLine::move) continue;
+            batch.unpack(p, &cand);
+            planner.push_gathered(p.m, cand, gatherer.start_found());
+          }
           input.recycle(std::move(batch));
         }
       }

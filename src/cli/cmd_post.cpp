@@ -753,7 +753,9 @@ int run_post(const PostArgs& a) {
     }
   } else {
     // One parsed line: -1 go on, else the exit status.
-    // gatherer: the thread's that gathered the line's solutions, or null (the planner gathers).
+    // gatherer: the thread's that gathered the line's solutions (in cand), or null (the planner
+    // gathers).
+    k5x::Candidates cand;
     auto take = [&](const ParsedLine& p, const k5x::Gatherer* gatherer) {
       if (p.kind == ParsedLine::read_error) {
         // Another thread's errno is not this one's.
@@ -763,7 +765,7 @@ int run_post(const PostArgs& a) {
       }
       if (p.kind == ParsedLine::malformed) return malformed(p.line, p.reason.c_str()) ? -1 : 2;
       if (gatherer)
-        planner.push_gathered(p.m, p.cand, gatherer->start_found());
+        planner.push_gathered(p.m, cand, gatherer->start_found());
       else
         planner.push(p.m);
       report_progress();
@@ -778,11 +780,12 @@ int run_post(const PostArgs& a) {
       int status = -1;
       {
         InputThread input(in, st.eps, &gatherer);
-        std::vector<ParsedLine> batch;
+        LineBatch batch;
         while (status < 0 && input.next(&batch)) {
-          for (const ParsedLine& p : batch)
+          for (const ParsedLine& p : batch.lines) {
+            if (p.kind == ParsedLine::move) batch.unpack(p, &cand);
             if ((status = take(p, &gatherer)) >= 0) break;
-          batch.resize(batch.capacity());
+          }
           input.recycle(std::move(batch));
         }
       }

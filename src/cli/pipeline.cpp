@@ -62,23 +62,50 @@ bool PlainToolpath::next(ParsedLine* out) {
   }
 }
 
+void LineBatch::unpack(const ParsedLine& p, k5x::Candidates* out) const {
+  out->count = p.count;
+  out->singular = p.singular;
+  for (int j = 0; j < p.count; ++j) {
+    const Solution& s = solutions[static_cast<std::size_t>(p.first + j)];
+    for (int k = 0; k < 3; ++k) out->abc[j][k] = s.abc[k];
+    out->solver_code[j] = s.solver_code;
+    out->in_travel[j] = s.in_travel;
+  }
+}
+
 void InputThread::run(std::FILE* in, double zero_length, k5x::Gatherer* gatherer) {
   PlainToolpath toolpath(in, zero_length);
-  std::vector<ParsedLine> batch(kLineBatch);
+  LineBatch batch;
+  k5x::Candidates cand;
   std::size_t n = 0;
-  // Lines are parsed in place, into batches the planning thread hands back: no allocation and
-  // no copy of the solutions per line.
-  while (toolpath.next(&batch[n])) {
-    ParsedLine& p = batch[n];
-    if (gatherer != nullptr && p.kind == ParsedLine::move) gatherer->gather(p.m, &p.cand);
+  // Lines are parsed in place, into batches the planning thread hands back: no allocation per
+  // line once the batches have grown.
+  batch.lines.resize(kLineBatch);
+  while (toolpath.next(&batch.lines[n])) {
+    ParsedLine& p = batch.lines[n];
+    if (gatherer != nullptr && p.kind == ParsedLine::move) {
+      gatherer->gather(p.m, &cand);
+      p.first = static_cast<int>(batch.solutions.size());
+      p.count = cand.count;
+      p.singular = cand.singular;
+      for (int j = 0; j < cand.count; ++j) {
+        Solution s;
+        for (int k = 0; k < 3; ++k) s.abc[k] = cand.abc[j][k];
+        s.solver_code = cand.solver_code[j];
+        s.in_travel = cand.in_travel[j];
+        batch.solutions.push_back(s);
+      }
+    }
     if (++n == kLineBatch) {
       if (!queue_.push(std::move(batch))) return;
-      if (!spare_.try_pop(&batch)) batch = std::vector<ParsedLine>(kLineBatch);
+      if (!spare_.try_pop(&batch)) batch = LineBatch();
+      batch.lines.resize(kLineBatch);
+      batch.solutions.clear();
       n = 0;
     }
   }
   if (n > 0) {
-    batch.resize(n);
+    batch.lines.resize(n);
     queue_.push(std::move(batch));
   }
   queue_.close();

@@ -21,12 +21,12 @@
 namespace k5x_cli {
 
 // A queue of batches between two threads; push blocks while it is full, pop while it is empty.
-template <class T>
+template <class Batch>
 class BatchQueue {
  public:
   explicit BatchQueue(std::size_t capacity) : capacity_(capacity) {}
   // False once the queue was closed (the batch is dropped).
-  bool push(std::vector<T>&& batch) {
+  bool push(Batch&& batch) {
     std::unique_lock<std::mutex> lock(mutex_);
     not_full_.wait(lock, [&] { return closed_ || batches_.size() < capacity_; });
     if (closed_) return false;
@@ -35,7 +35,7 @@ class BatchQueue {
     return true;
   }
   // False when closed and nothing is left.
-  bool pop(std::vector<T>* batch) {
+  bool pop(Batch* batch) {
     std::unique_lock<std::mutex> lock(mutex_);
     not_empty_.wait(lock, [&] { return closed_ || !batches_.empty(); });
     if (batches_.empty()) return false;
@@ -45,14 +45,14 @@ class BatchQueue {
     return true;
   }
   // Without waiting: false when full (the batch is kept by the caller) or empty.
-  bool try_push(std::vector<T>&& batch) {
+  bool try_push(Batch&& batch) {
     std::lock_guard<std::mutex> lock(mutex_);
     if (closed_ || batches_.size() >= capacity_) return false;
     batches_.push_back(std::move(batch));
     not_empty_.notify_one();
     return true;
   }
-  bool try_pop(std::vector<T>* batch) {
+  bool try_pop(Batch* batch) {
     std::lock_guard<std::mutex> lock(mutex_);
     if (batches_.empty()) return false;
     *batch = std::move(batches_.front());
@@ -70,7 +70,7 @@ class BatchQueue {
 
  private:
   std::size_t capacity_;
-  std::deque<std::vector<T>> batches_;
+  std::deque<Batch> batches_;
   bool closed_ = false;
   std::mutex mutex_;
   std::condition_variable not_empty_, not_full_;
@@ -84,7 +84,26 @@ struct ParsedLine {
   long line = 0;
   k5x::ProgrammedMove m;
   std::string reason;
-  k5x::Candidates cand;  // the move's solutions, where a Gatherer ran on the reading thread
+  // The move's solutions in its batch, where a Gatherer ran on the reading thread.
+  int first = 0, count = 0;
+  bool singular = false;
+};
+
+// One solution of a move as it travels between the threads.
+struct Solution {
+  double abc[3];
+  int solver_code;
+  bool in_travel;
+};
+
+// Lines read and parsed together, with the solutions of their moves packed after each other:
+// a move has two or three, not the sixteen a Candidates can hold, and what crosses between the
+// cores is what costs.
+struct LineBatch {
+  std::vector<ParsedLine> lines;
+  std::vector<Solution> solutions;
+  // The solutions of line p, as the planner takes them.
+  void unpack(const ParsedLine& p, k5x::Candidates* out) const;
 };
 
 // A plain toolpath (lines of X Y Z I J K), line by line: the next move or malformed line, with
@@ -108,14 +127,14 @@ class InputThread {
   InputThread(std::FILE* in, double zero_length, k5x::Gatherer* gatherer = nullptr);
   ~InputThread();
   // The next batch in order; false at the end.
-  bool next(std::vector<ParsedLine>* batch) { return queue_.pop(batch); }
+  bool next(LineBatch* batch) { return queue_.pop(batch); }
   // Hands a batch that has been read back for reuse.
-  void recycle(std::vector<ParsedLine>&& batch) { spare_.try_push(std::move(batch)); }
+  void recycle(LineBatch&& batch) { spare_.try_push(std::move(batch)); }
 
  private:
   void run(std::FILE* in, double zero_length, k5x::Gatherer* gatherer);
-  BatchQueue<ParsedLine> queue_;
-  BatchQueue<ParsedLine> spare_;
+  BatchQueue<LineBatch> queue_;
+  BatchQueue<LineBatch> spare_;
   std::thread thread_;
 };
 
@@ -139,8 +158,8 @@ class OutputThread : public k5x::PositionSink {
   void (*event_sink_)(void*, const k5x::AptEvent&);
   void* event_target_;
   std::vector<Item> batch_;
-  BatchQueue<Item> queue_;
-  BatchQueue<Item> spare_;  // written batches, back for reuse
+  BatchQueue<std::vector<Item>> queue_;
+  BatchQueue<std::vector<Item>> spare_;  // written batches, back for reuse
   std::thread thread_;
   bool finished_ = false;
 };
