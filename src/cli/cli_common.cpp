@@ -96,6 +96,7 @@ bool take_numbers(const char* cmd, int argc, char** argv, int* i, int n, double*
         std::fprintf(stderr, "k5x %s: %s needs a number\n", cmd, opt);
       else
         std::fprintf(stderr, "k5x %s: %s needs %d numbers\n", cmd, opt, n);
+      std::fprintf(stderr, "try 'k5x %s --help'\n", cmd);
       return false;
     }
   }
@@ -106,7 +107,7 @@ bool take_numbers(const char* cmd, int argc, char** argv, int* i, int n, double*
 bool take_int(const char* cmd, int argc, char** argv, int* i, int* out) {
   const char* opt = argv[*i];
   if (*i + 1 >= argc || !parse_int(argv[*i + 1], out)) {
-    std::fprintf(stderr, "k5x %s: %s needs an integer\n", cmd, opt);
+    std::fprintf(stderr, "k5x %s: %s needs an integer\ntry 'k5x %s --help'\n", cmd, opt, cmd);
     return false;
   }
   *i += 1;
@@ -116,7 +117,7 @@ bool take_int(const char* cmd, int argc, char** argv, int* i, int* out) {
 bool take_text(const char* cmd, int argc, char** argv, int* i, std::string* out) {
   const char* opt = argv[*i];
   if (*i + 1 >= argc) {
-    std::fprintf(stderr, "k5x %s: %s needs a value\n", cmd, opt);
+    std::fprintf(stderr, "k5x %s: %s needs a value\ntry 'k5x %s --help'\n", cmd, opt, cmd);
     return false;
   }
   *out = argv[*i + 1];
