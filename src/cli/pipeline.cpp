@@ -5,16 +5,17 @@
 namespace k5x_cli {
 
 namespace {
-// Hand-overs are few and large: each one that finds the other thread waiting costs a wake-up,
-// and those, not the copies, are what a second core loses time on.
-constexpr std::size_t kBatch = 16384;    // rows per hand-over
+// Hand-overs are few and large: each one that finds the other thread waiting costs a wake-up.
+// Batches come back for reuse and the spare queues hold all there can be, so none is freed and
+// faulted in again during a run.
+constexpr std::size_t kBatch = 4096;      // rows per hand-over (a row is about 270 bytes)
 constexpr std::size_t kLineBatch = 8192;  // lines per hand-over, with their solutions
 constexpr std::size_t kQueued = 4;        // batches in flight at the most: memory stays bounded
 }  // namespace
 
 InputThread::InputThread(std::FILE* in, double zero_length, k5x::Gatherer* gatherer)
     : queue_(kQueued),
-      spare_(kQueued),
+      spare_(kQueued + 2),
       thread_(&InputThread::run, this, in, zero_length, gatherer) {}
 
 InputThread::~InputThread() {
@@ -114,7 +115,7 @@ void InputThread::run(std::FILE* in, double zero_length, k5x::Gatherer* gatherer
 OutputThread::OutputThread(k5x::PositionSink* sink,
                            void (*event_sink)(void*, const k5x::AptEvent&), void* event_target)
     : sink_(sink), event_sink_(event_sink), event_target_(event_target), queue_(kQueued),
-      spare_(kQueued), thread_(&OutputThread::run, this) {
+      spare_(kQueued + 2), thread_(&OutputThread::run, this) {
   batch_.reserve(kBatch);
 }
 
