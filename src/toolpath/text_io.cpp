@@ -118,7 +118,15 @@ void OutBuffer::put_fixed(double v, int decimals) {
   // decimal and print its digits; the shortest-exact conversion below is several times slower.
   static const double kScale[] = {1.0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
   if (std::fabs(v) < 1e9) {
-    const long long q = std::llround(v * kScale[decimals]);
+    // Rounded half away from zero, as llround does, without the call: below 1e18 the
+    // truncation fits and the fraction it leaves is exact.
+    const double x = v * kScale[decimals];
+    long long q = static_cast<long long>(x);
+    const double fraction = x - static_cast<double>(q);
+    if (fraction >= 0.5)
+      ++q;
+    else if (fraction <= -0.5)
+      --q;
     unsigned long long u = q < 0 ? static_cast<unsigned long long>(-q) : q;
     // Digits written backwards from the end of a scratch buffer, two at a time.
     static const char kPairs[] =
@@ -196,22 +204,21 @@ bool parse_plain_decimal(const char* begin, const char* end, double* out) {
   const bool negative = p < end && *p == '-';
   if (p < end && (*p == '-' || *p == '+')) ++p;
   std::uint64_t mantissa = 0;
-  int digits = 0, decimals = -1;
-  for (; p < end; ++p) {
-    const unsigned d = static_cast<unsigned>(*p - '0');
-    if (d < 10) {
-      if (++digits > 15) return false;
+  const char* digits_from = p;
+  for (unsigned d; p < end && (d = static_cast<unsigned>(*p - '0')) < 10; ++p)
+    mantissa = mantissa * 10 + d;
+  int digits = static_cast<int>(p - digits_from), decimals = 0;
+  if (p < end && *p == '.') {
+    const char* fraction_from = ++p;
+    for (unsigned d; p < end && (d = static_cast<unsigned>(*p - '0')) < 10; ++p)
       mantissa = mantissa * 10 + d;
-      if (decimals >= 0) ++decimals;
-    } else if (*p == '.' && decimals < 0) {
-      decimals = 0;
-    } else {
-      return false;
-    }
+    decimals = static_cast<int>(p - fraction_from);
+    digits += decimals;
   }
-  if (digits == 0) return false;
+  // Up to 15 digits the mantissa is exact (and cannot have wrapped).
+  if (p != end || digits == 0 || digits > 15) return false;
   // Both operands are exact (below 2^53 and 10^22), so the one division rounds correctly.
-  const double v = static_cast<double>(mantissa) / kPow10[decimals < 0 ? 0 : decimals];
+  const double v = static_cast<double>(mantissa) / kPow10[decimals];
   *out = negative ? -v : v;
   return true;
 }

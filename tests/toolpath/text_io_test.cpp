@@ -83,4 +83,28 @@ TEST(FixedOutput, PrintsWhatPrintfPrints) {
   EXPECT_EQ(got.substr(at, 24), expected.substr(at, 24)) << "at byte " << at;
 }
 
+// Exact ties round away from zero, the same way on both sides of it.
+TEST(FixedOutput, RoundsTiesAwayFromZero) {
+  std::FILE* f = std::tmpfile();
+  ASSERT_NE(f, nullptr);
+  {
+    k5x::OutBuffer out(f);
+    const struct {
+      double v;
+      int decimals;
+    } cases[] = {{2.5, 0}, {-2.5, 0}, {0.25, 1}, {-0.125, 2}, {1.0000005, 6}, {0.4999999999, 0}};
+    for (const auto& c : cases) {
+      out.put_fixed(c.v, c.decimals);
+      out.put(' ');
+    }
+    ASSERT_TRUE(out.flush());
+  }
+  char got[128] = {0};
+  std::rewind(f);
+  const std::size_t n = std::fread(got, 1, sizeof got - 1, f);
+  std::fclose(f);
+  // 1.0000005 is a little above the tie in binary.
+  EXPECT_EQ(std::string(got, n), "3 -3 0.3 -0.13 1.000001 0 ");
+}
+
 }  // namespace
