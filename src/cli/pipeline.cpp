@@ -84,6 +84,7 @@ void InputThread::run(std::FILE* in, double zero_length, k5x::Gatherer* gatherer
   batch.lines.resize(kLineBatch);
   while (toolpath.next(&batch.lines[n])) {
     ParsedLine& p = batch.lines[n];
+    p.count = 0;  // the line may be a reused one
     if (gatherer != nullptr && p.kind == ParsedLine::move) {
       gatherer->gather(p.m, &cand);
       p.first = static_cast<int>(batch.solutions.size());

@@ -253,8 +253,11 @@ inline const RotationBasis* frame_basis(const double axis[3], const double m[9],
 }
 
 inline void rotate_frame(const double axis[3], double angle, double m[9], double eps) {
-  FrameBasis fresh;
-  rotate_frame_cs(axis, std::cos(angle), std::sin(angle), m, frame_basis(axis, m, eps, &fresh));
+  const double c0[3] = {m[0], m[3], m[6]}, c1[3] = {m[1], m[4], m[7]};
+  RotationBasis col[2];
+  rotation_basis(axis, c0, eps, &col[0]);
+  rotation_basis(axis, c1, eps, &col[1]);
+  rotate_frame_cs(axis, std::cos(angle), std::sin(angle), m, col);
 }
 
 inline double acos_clamped(double x) {
