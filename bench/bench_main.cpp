@@ -60,14 +60,13 @@ int main(int argc, char** argv) {
   rate(reporter, "post moves/s, nearest choice", "BM_PostFile/1/real_time", "");
   rate(reporter, "post moves/s --subdivide, coarse dome", "BM_PostFileSubdivide/0/real_time", "");
   // One iteration posts the whole 200,000-move toolpath.
-  rate(reporter, "post moves/s --subdivide, fine path", "BM_PostFineSubdivide/real_time",
-       "target >= 600,000", 200000.0);
-  rate(reporter, "post moves/s, whole toolpath, 1 thread", "BM_PostThreads/1/real_time", "",
-       200000.0);
-  rate(reporter, "post moves/s, whole toolpath, 2 threads", "BM_PostThreads/2/real_time", "",
-       200000.0);
-  ratio(reporter, "post, 1 thread / 2 threads (time)", "BM_PostThreads/1/real_time",
-        "BM_PostThreads/2/real_time", "target >= 1.7");
+  const char* fine = "BM_PostFineSubdivide/min_time:2.000/real_time";
+  const char* one = "BM_PostThreads/1/min_time:2.000/real_time";
+  const char* two = "BM_PostThreads/2/min_time:2.000/real_time";
+  rate(reporter, "post moves/s --subdivide, fine path", fine, "target >= 600,000", 200000.0);
+  rate(reporter, "post moves/s, whole toolpath, 1 thread", one, "", 200000.0);
+  rate(reporter, "post moves/s, whole toolpath, 2 threads", two, "", 200000.0);
+  ratio(reporter, "post, 1 thread / 2 threads (time)", one, two, "target >= 1.7");
   benchmark::Shutdown();
   return 0;
 }

@@ -241,11 +241,17 @@ void post_whole(benchmark::State& state, int threads, k5x::Linearise linearise) 
 void BM_PostThreads(benchmark::State& state) {
   post_whole(state, static_cast<int>(state.range(0)), k5x::Linearise::none);
 }
-BENCHMARK(BM_PostThreads)->Arg(1)->Arg(2)->UseRealTime()->Unit(benchmark::kMillisecond);
+// Long runs: a whole toolpath takes a fifth of a second, and the machine's speed drifts.
+BENCHMARK(BM_PostThreads)
+    ->Arg(1)
+    ->Arg(2)
+    ->UseRealTime()
+    ->MinTime(2.0)
+    ->Unit(benchmark::kMillisecond);
 
 void BM_PostFineSubdivide(benchmark::State& state) {
   post_whole(state, 1, k5x::Linearise::tolerance);
 }
-BENCHMARK(BM_PostFineSubdivide)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PostFineSubdivide)->UseRealTime()->MinTime(2.0)->Unit(benchmark::kMillisecond);
 
 }  // namespace
