@@ -161,29 +161,38 @@ Planner::Planner(State& st, const PlanOptions& options, PositionSink* sink)
   if (opt_.overlap < 0) opt_.overlap = 0;
   held_.resize(static_cast<std::size_t>(opt_.window + opt_.overlap));
   chosen_.resize(held_.size());
+  slots_.reserve(held_.size() * 4);
+  spare_slots_.reserve(held_.size() * 4);
   cos_tolerance_ = std::cos(opt_.angle_tolerance * kDeg);
   sin_tolerance_ = std::sin(opt_.angle_tolerance * kDeg);
+}
+
+void Planner::store(Held& h, const Candidates& cand) {
+  h.first = static_cast<int>(slots_.size());
+  h.count = cand.count;
+  for (int j = 0; j < cand.count; ++j) {
+    Slot s;
+    vcopy(cand.abc[j], s.abc);
+    s.cost = s.sine = 0.0;
+    s.solver_code = cand.solver_code[j];
+    s.back = -1;
+    s.in_travel = cand.in_travel[j];
+    slots_.push_back(s);
+  }
 }
 
 void Planner::push(const ProgrammedMove& move) {
   Held& h = held_[static_cast<std::size_t>(count_)];
   h.move = move;
-  own_.gather(h.move, &h.cand);
+  own_.gather(h.move, &gathered_);
+  store(h, gathered_);
   accept(own_.start_found());
 }
 
 void Planner::push_gathered(const ProgrammedMove& move, const Candidates& cand, bool start_found) {
   Held& h = held_[static_cast<std::size_t>(count_)];
   h.move = move;
-  // The solutions in use only.
-  Candidates& c = h.cand;
-  c.count = cand.count;
-  c.singular = cand.singular;
-  for (int j = 0; j < cand.count; ++j) {
-    vcopy(cand.abc[j], c.abc[j]);
-    c.solver_code[j] = cand.solver_code[j];
-    c.in_travel[j] = cand.in_travel[j];
-  }
+  store(h, cand);
   accept(start_found);
 }
 
@@ -256,48 +265,50 @@ void Planner::plan_and_emit(int emit_count) {
     const bool at_pole = prev >= 0 && near_first_axis(held_[static_cast<std::size_t>(prev)].move.axis,
                                                       h.move.axis);
     const bool cutting = !h.move.rapid;
-    for (int j = 0; j < h.cand.count; ++j) h.sine[j] = pole_sine(h.cand.abc[j]);
-    for (int j = 0; j < h.cand.count; ++j) {
-      const double penalty = h.cand.in_travel[j] ? 0.0 : kOutOfTravelCost;
+    for (int j = 0; j < h.count; ++j) slot(h, j).sine = pole_sine(slot(h, j).abc);
+    for (int j = 0; j < h.count; ++j) {
+      Slot& here = slot(h, j);
+      const double penalty = here.in_travel ? 0.0 : kOutOfTravelCost;
       double best;
       int best_k = -1;
       if (prev >= 0) {
         const Held& p = held_[static_cast<std::size_t>(prev)];
-        best = p.cost[0] +
-               motion(p.cand.abc[0], h.cand.abc[j], p.sine[0], h.sine[j], at_pole, cutting);
+        const Slot& from = slot(p, 0);
+        best = from.cost + motion(from.abc, here.abc, from.sine, here.sine, at_pole, cutting);
         best_k = 0;
-        for (int k = 1; k < p.cand.count; ++k) {
-          const double c = p.cost[k] + motion(p.cand.abc[k], h.cand.abc[j], p.sine[k], h.sine[j],
-                                              at_pole, cutting);
+        for (int k = 1; k < p.count; ++k) {
+          const Slot& other = slot(p, k);
+          const double c =
+              other.cost + motion(other.abc, here.abc, other.sine, here.sine, at_pole, cutting);
           if (c < best) {
             best = c;
             best_k = k;
           }
         }
       } else if (anchored_) {
-        best = motion(anchor_abc_, h.cand.abc[j], false, cutting);
+        best = motion(anchor_abc_, here.abc, false, cutting);
       } else if (free_start_) {
         best = 0.0;
       } else {
-        best = motion(opt_.start, h.cand.abc[j]);
+        best = motion(opt_.start, here.abc);
       }
-      h.cost[j] = best + penalty;
-      h.back[j] = static_cast<signed char>(best_k);
+      here.cost = best + penalty;
+      here.back = static_cast<signed char>(best_k);
     }
-    if (h.cand.count > 0) prev = m;
+    if (h.count > 0) prev = m;
   }
   // Back from the cheapest end.
   for (int m = 0; m < count_; ++m) chosen_[static_cast<std::size_t>(m)] = -1;
   if (prev >= 0) {
     const Held& last = held_[static_cast<std::size_t>(prev)];
     int j = 0;
-    for (int k = 1; k < last.cand.count; ++k)
-      if (last.cost[k] < last.cost[j]) j = k;
+    for (int k = 1; k < last.count; ++k)
+      if (slot(last, k).cost < slot(last, j).cost) j = k;
     for (int m = prev; m >= 0; --m) {
       const Held& h = held_[static_cast<std::size_t>(m)];
-      if (h.cand.count == 0) continue;
+      if (h.count == 0) continue;
       chosen_[static_cast<std::size_t>(m)] = j;
-      j = h.back[j];
+      j = slot(h, j).back;
       if (j < 0) break;
     }
   }
@@ -310,13 +321,21 @@ void Planner::plan_and_emit(int emit_count) {
       emit_unreachable(h);
       continue;
     }
-    emit(h, h.cand.abc[j], h.cand.solver_code[j]);
-    vcopy(h.cand.abc[j], anchor_abc_);
+    const Slot chosen = slot(h, j);
+    emit(h, chosen.abc, chosen.solver_code);
+    vcopy(chosen.abc, anchor_abc_);
     anchored_ = true;
   }
-  // The overlap is planned again at the front of the next window.
-  for (int m = emit_count; m < count_; ++m)
-    held_[static_cast<std::size_t>(m - emit_count)] = held_[static_cast<std::size_t>(m)];
+  // The overlap is planned again at the front of the next window, its solutions packed anew.
+  spare_slots_.clear();
+  for (int m = emit_count; m < count_; ++m) {
+    Held& h = held_[static_cast<std::size_t>(m)];
+    const int first = static_cast<int>(spare_slots_.size());
+    for (int j = 0; j < h.count; ++j) spare_slots_.push_back(slot(h, j));
+    h.first = first;
+    held_[static_cast<std::size_t>(m - emit_count)] = h;
+  }
+  slots_.swap(spare_slots_);
   count_ -= emit_count;
 }
 
@@ -334,7 +353,7 @@ void Planner::spread_singular(int emit_count) {
   };
   auto value = [&](int m) {
     const Held& h = held_[static_cast<std::size_t>(m)];
-    return h.cand.abc[chosen_[static_cast<std::size_t>(m)]][f];
+    return slot(h, chosen_[static_cast<std::size_t>(m)]).abc[f];
   };
   for (int m = 1; m < emit_count; ++m) {
     if (chosen_[m - 1] < 0 || chosen_[m] < 0) continue;
@@ -356,7 +375,7 @@ void Planner::spread_singular(int emit_count) {
     for (int k = a; k <= b; ++k) {
       Held& h = held_[static_cast<std::size_t>(k)];
       double abc[3];
-      vcopy(h.cand.abc[chosen_[k]], abc);
+      vcopy(slot(h, chosen_[k]).abc, abc);
       abc[f] = from + (to - from) * (k - a + 1) / steps;
       double along[3];
       vcopy(facts_.first_axis, along);
@@ -365,14 +384,27 @@ void Planner::spread_singular(int emit_count) {
       const int code = solve_nearest(st_, facts_, along, abc, opt_.mode3r, solved);
       if (code == 1) continue;
       solved[f] = abc[f];
-      // Kept as an extra candidate of that move, so the emission reads it like any other.
-      Candidates& c = h.cand;
-      const int slot = c.count < kMaxCandidates ? c.count++ : kMaxCandidates - 1;
-      vcopy(solved, c.abc[slot]);
+      // Kept as an extra candidate of that move, so the emission reads it like any other: the
+      // move's solutions move to the end of the pool, where there is room for one more.
+      int j = h.count;
+      if (h.count < kMaxCandidates) {
+        const int first = static_cast<int>(slots_.size());
+        for (int i = 0; i < h.count; ++i) {
+          const Slot moved = slot(h, i);  // a copy: the pool may grow under a reference
+          slots_.push_back(moved);
+        }
+        slots_.push_back(Slot());
+        h.first = first;
+        ++h.count;
+      } else {
+        j = kMaxCandidates - 1;
+      }
+      Slot& extra = slot(h, j);
+      vcopy(solved, extra.abc);
       const int travel = rotary_travel_code(st_, solved);
-      c.solver_code[slot] = travel;
-      c.in_travel[slot] = travel == 0;
-      chosen_[k] = slot;
+      extra.solver_code = travel;
+      extra.in_travel = travel == 0;
+      chosen_[k] = j;
     }
     ++stats_.singular_spread;
     m = b + 1;

@@ -59,13 +59,23 @@ class Planner {
   bool flips_axis() const { return flip_; }
 
  private:
-  struct Held {
-    ProgrammedMove move;     // axis in the machine file's sense
-    Candidates cand;
-    double cost[kMaxCandidates];
-    double sine[kMaxCandidates];  // pole_sine of each candidate, for the plan
-    signed char back[kMaxCandidates];
+  // One solution of a held move, with what the plan works out for it.
+  struct Slot {
+    double abc[3];
+    double cost;       // of the cheapest way here
+    double sine;       // pole_sine, for the plan
+    int solver_code;
+    signed char back;  // the previous move's solution on that way
+    bool in_travel;
   };
+  // A move waiting for its window to be planned. Its solutions are slots_[first, first + count):
+  // two or three as a rule, so the window stays small enough to be planned in cache.
+  struct Held {
+    ProgrammedMove move;  // axis in the machine file's sense
+    int first = 0, count = 0;
+  };
+  Slot& slot(const Held& h, int j) { return slots_[static_cast<std::size_t>(h.first + j)]; }
+  void store(Held& h, const Candidates& cand);
 
   void accept(bool start_found);
   // The cost of going from a to b: rotary motion by the --mode rule, and a weight above any
@@ -103,6 +113,8 @@ class Planner {
   PlanStats stats_;
 
   std::vector<Held> held_;   // window, preallocated
+  std::vector<Slot> slots_, spare_slots_;  // the window's solutions; the spare for compacting
+  Candidates gathered_;      // a move's solutions as push gathers them
   std::vector<int> chosen_;  // candidate chosen per held move, -1 unreachable
   Candidates mid_;           // solutions of a halved move
   std::vector<double> sweep_;  // positions of a sweep: 6 axes, tip, axis per row
