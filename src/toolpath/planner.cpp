@@ -262,8 +262,8 @@ void Planner::plan_and_emit(int emit_count) {
   int prev = -1;
   for (int m = 0; m < count_; ++m) {
     Held& h = held_[static_cast<std::size_t>(m)];
-    const bool at_pole = prev >= 0 && near_first_axis(held_[static_cast<std::size_t>(prev)].move.axis,
-                                                      h.move.axis);
+    const bool at_pole =
+        prev >= 0 && near_first_axis(held_[static_cast<std::size_t>(prev)].move.axis, h.move.axis);
     const bool cutting = !h.move.rapid;
     for (int j = 0; j < h.count; ++j) slot(h, j).sine = pole_sine(slot(h, j).abc);
     for (int j = 0; j < h.count; ++j) {
