@@ -157,8 +157,10 @@ class OutputThread : public k5x::PositionSink {
   k5x::PositionSink* sink_;
   void (*event_sink_)(void*, const k5x::AptEvent&);
   void* event_target_;
-  std::vector<Item> batch_;
-  BatchQueue<std::vector<Item>> queue_;
+  // The batch being filled is the caller's alone: on a cache line of its own, away from what
+  // the writing thread reads.
+  alignas(64) std::vector<Item> batch_;
+  alignas(64) BatchQueue<std::vector<Item>> queue_;
   BatchQueue<std::vector<Item>> spare_;  // written batches, back for reuse
   std::thread thread_;
   bool finished_ = false;

@@ -138,7 +138,8 @@ struct PairMemo {
   RotationBasis u_about_d2;
 };
 
-struct State {
+// Whole cache lines: a state solving on one thread shares none with its neighbours.
+struct alignas(64) State {
   State();
   ~State();
   State(const State&) = delete;

@@ -16,8 +16,9 @@ namespace k5x {
 
 // The solutions of each move, in the order of the moves. Each move is solved from the previous
 // one's first solution, so this depends on the moves alone, never on the plan: it may run ahead
-// of the planner, on a thread and a machine of its own.
-class Gatherer {
+// of the planner, on a thread and a machine of its own. Aligned to whole cache lines, so that
+// such a thread never writes a line the planner's thread works in.
+class alignas(64) Gatherer {
  public:
   // st stays loaded and is used only by this gatherer while it runs.
   Gatherer(State& st, const PlanOptions& options);
@@ -41,7 +42,7 @@ class Gatherer {
   Candidates before_;      // the last move that had solutions, as gathered
 };
 
-class Planner {
+class alignas(64) Planner {
  public:
   // st stays loaded and is used only by this planner while it runs.
   Planner(State& st, const PlanOptions& options, PositionSink* sink);
