@@ -98,7 +98,10 @@ void Gatherer::gather(ProgrammedMove& move, Candidates* out) {
   if (out->count > 0) {
     vcopy(out->abc[0], seed_);
     if (opt_.choice == Choice::path) {
-      before_ = *out;
+      // Only the first free axis' values are offered again.
+      before_count_ = out->count;
+      if (facts_.first_free >= 0)
+        for (int j = 0; j < out->count; ++j) before_first_[j] = out->abc[j][facts_.first_free];
       have_before_ = true;
     }
   }
@@ -131,10 +134,10 @@ void Gatherer::solve(const double axis[3], Candidates* out) {
   if (!c.singular || c.count == 0 || facts_.first_free < 0 || !have_before_) return;
   const int f = facts_.first_free;
   const int base = c.count;
-  for (int k = 0; k < before_.count && c.count < kMaxCandidates; ++k) {
+  for (int k = 0; k < before_count_ && c.count < kMaxCandidates; ++k) {
     for (int j = 0; j < base && c.count < kMaxCandidates; ++j) {
       double abc[3] = {c.abc[j][0], c.abc[j][1], c.abc[j][2]};
-      abc[f] = before_.abc[k][f];
+      abc[f] = before_first_[k];
       bool duplicate = false;
       for (int i = 0; i < c.count && !duplicate; ++i)
         duplicate = std::fabs(c.abc[i][0] - abc[0]) + std::fabs(c.abc[i][1] - abc[1]) +

@@ -39,7 +39,9 @@ class alignas(64) Gatherer {
   bool start_pending_;
   bool start_found_ = true;
   bool have_before_ = false;
-  Candidates before_;      // the last move that had solutions, as gathered
+  // The first free axis of the solutions of the last move that had any, as gathered.
+  int before_count_ = 0;
+  double before_first_[kMaxCandidates];
 };
 
 class alignas(64) Planner {
