@@ -1,8 +1,10 @@
 #include "toolpath/gcode_writer.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <sstream>
+#include <system_error>
 
 namespace k5x {
 
@@ -117,7 +119,12 @@ bool parse_dialect(const std::string& text, Dialect* out, std::string* error) {
 }
 
 GcodeWriter::GcodeWriter(OutBuffer* out, const Dialect& dialect, const GcodeOptions& options)
-    : out_(out), dialect_(dialect), opt_(options) {}
+    : out_(out), dialect_(dialect), opt_(options) {
+  std::istringstream letters(dialect_.get("axes"));
+  for (std::string& letter : letter_) letters >> letter;
+  rapid_ = dialect_.get("rapid");
+  linear_ = dialect_.get("linear");
+}
 
 void GcodeWriter::block(const std::string& text) {
   if (text.empty()) return;
@@ -127,7 +134,7 @@ void GcodeWriter::block(const std::string& text) {
     out_->put_int(line_number_);
     out_->put(' ');
   }
-  out_->put(text.c_str());
+  out_->put(text.data(), text.size());
   out_->put('\n');
   ++blocks_;
 }
@@ -148,19 +155,23 @@ void GcodeWriter::comment(const std::string& text) {
   out_->put('\n');
 }
 
-std::string GcodeWriter::word(int axis, double value) {
-  std::istringstream letters(dialect_.get("axes"));
-  std::string letter;
-  for (int k = 0; k <= axis; ++k) letters >> letter;
+const std::string& GcodeWriter::word(int axis, double value) {
   const int decimals = axis < 3 ? opt_.length_decimals : opt_.angle_decimals;
-  char buf[64];
-  std::snprintf(buf, sizeof buf, "%.*f", decimals, value);
+  // Fixed notation, rounded as printf rounds (to the nearest, ties to even, on the exact value).
+  char buf[400];
+  const auto r = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed, decimals);
+  const char* end = r.ec == std::errc() ? r.ptr : buf;
+  const char* from = buf;
   // -0.000 is 0.000 to a controller, but not to a reader comparing words.
-  bool zero = true;
-  for (const char* c = buf; *c; ++c)
-    if (*c >= '1' && *c <= '9') zero = false;
-  if (zero && buf[0] == '-') std::memmove(buf, buf + 1, std::strlen(buf));
-  return letter + buf;
+  if (from < end && *from == '-') {
+    bool zero = true;
+    for (const char* c = from; c < end; ++c)
+      if (*c >= '1' && *c <= '9') zero = false;
+    if (zero) ++from;
+  }
+  word_ = letter_[axis];
+  word_.append(from, static_cast<std::size_t>(end - from));
+  return word_;
 }
 
 void GcodeWriter::begin() {
@@ -250,10 +261,10 @@ void GcodeWriter::position(const PlannedPosition& p) {
       motion_block(p.leave, false, distance3(p.leave, last_axes_), 0.0, feed);
     }
     // Clear of the workpiece before the rotary axes swing round.
-    const std::string z = word(2, opt_.retract_z);
-    block(dialect_.get("rapid") + " " + z);
+    const std::string& z = word(2, opt_.retract_z);
+    block(rapid_ + " " + z);
     last_word_[2] = z;
-    last_motion_ = dialect_.get("rapid");
+    last_motion_ = rapid_;
     rapid_words(v, 3, 6);
     if (unwind) {
       // Over the place to come back to, down to the clearance above it, and in along the
@@ -278,56 +289,70 @@ double GcodeWriter::distance3(const double a[6], const double b[6]) {
 }
 
 void GcodeWriter::rapid_words(const double v[6], int from, int to) {
-  std::string words;
+  words_.clear();
   for (int k = from; k < to; ++k) {
     if (!opt_.has_axis[k]) continue;
-    const std::string w = word(k, v[k]);
-    if (w != last_word_[k]) words += " " + w;
+    const std::string& w = word(k, v[k]);
+    if (w != last_word_[k]) {
+      words_ += ' ';
+      words_ += w;
+    }
     last_word_[k] = w;
   }
-  if (words.empty()) return;
-  block(dialect_.get("rapid") + words);
-  last_motion_ = dialect_.get("rapid");
+  if (words_.empty()) return;
+  text_ = rapid_;
+  text_ += words_;
+  block(text_);
+  last_motion_ = rapid_;
 }
 
 bool GcodeWriter::motion_block(const double v[6], bool rapid, double length, double turn,
                                double feed) {
-  std::string words;
+  words_.clear();
   for (int k = 0; k < 6; ++k) {
     if (!opt_.has_axis[k]) continue;
-    const std::string w = word(k, v[k]);
+    const std::string& w = word(k, v[k]);
     if (w == last_word_[k]) continue;
-    words += " " + w;
+    words_ += ' ';
+    words_ += w;
     last_word_[k] = w;
   }
-  if (words.empty()) return false;
-  const std::string& motion = dialect_.get(rapid ? "rapid" : "linear");
-  std::string text = motion != last_motion_ ? motion + words : words.substr(1);
+  if (words_.empty()) return false;
+  const std::string& motion = rapid ? rapid_ : linear_;
+  if (motion != last_motion_) {
+    text_ = motion;
+    text_ += words_;
+  } else {
+    text_.assign(words_, 1, std::string::npos);
+  }
   if (!rapid) {
     const int mode = opt_.feed == FeedMode::inverse_time ? 0 : 1;
-    std::string f;
-    char buf[48];
+    char f[400];
+    f[0] = 'F';
+    std::to_chars_result r;
     if (mode == 0) {
       // F is one over the minutes the move takes: the tip's path at the programmed feed, and
       // at least what the rotary axes need at 10 turns a minute, so a turn in place is not
       // asked to happen at once.
       const double minutes = std::fmax(std::fmax(length / feed, turn / 3600.0), 1e-6);
-      std::snprintf(buf, sizeof buf, "F%.3f", 1.0 / minutes);
-      f = buf;
+      r = std::to_chars(f + 1, f + sizeof f, 1.0 / minutes, std::chars_format::fixed, 3);
     } else {
-      std::snprintf(buf, sizeof buf, "F%.1f", feed);
-      f = buf;
+      r = std::to_chars(f + 1, f + sizeof f, feed, std::chars_format::fixed, 1);
     }
+    const std::size_t n = r.ec == std::errc() ? static_cast<std::size_t>(r.ptr - f) : 1;
     if (mode != last_feed_mode_) {
-      text = dialect_.get(mode == 0 ? "inverse_time" : "per_minute") + " " + text;
+      text_ = dialect_.get(mode == 0 ? "inverse_time" : "per_minute") + " " + text_;
       last_feed_mode_ = mode;
       last_feed_.clear();
     }
     // In inverse time every feed block carries its F; per minute only a change does.
-    if (mode == 0 || f != last_feed_) text += " " + f;
-    last_feed_ = f;
+    if (mode == 0 || last_feed_.compare(0, std::string::npos, f, n) != 0) {
+      text_ += ' ';
+      text_.append(f, n);
+    }
+    last_feed_.assign(f, n);
   }
-  block(text);
+  block(text_);
   last_motion_ = motion;
   return true;
 }

@@ -64,7 +64,8 @@ class GcodeWriter : public PositionSink {
   void write_event(const AptEvent& e);
   void block(const std::string& text);
   void comment(const std::string& text);
-  std::string word(int axis, double value);
+  // The axis word for value ("X12.3400"), in a buffer the next call reuses.
+  const std::string& word(int axis, double value);
   // A G0 block of the words of axes from..to-1 that changed; none when nothing did.
   void rapid_words(const double v[6], int from, int to);
   // A G0 or G1 block to v with the words that changed, a G1 with its feed: the tip's path of
@@ -75,6 +76,10 @@ class GcodeWriter : public PositionSink {
   OutBuffer* out_;
   Dialect dialect_;
   GcodeOptions opt_;
+  // The words every block needs, looked up once; and buffers each block reuses, so that a
+  // block costs no allocation.
+  std::string letter_[6], rapid_, linear_;
+  std::string word_, words_, text_;
   std::vector<AptEvent> pending_;
   std::size_t pending_next_ = 0;
   long line_number_ = 0;
