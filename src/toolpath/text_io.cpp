@@ -197,29 +197,80 @@ void set_reason(char* reason, std::size_t size, const char* what, const char* to
 
 }  // namespace
 
-bool parse_plain_decimal(const char* begin, const char* end, double* out) {
+namespace {
+
+// The digits at p, up to 8 and not past end, as a number; *count is how many there were. Eight
+// bytes at a time where eight are there: toolpath numbers are mostly runs of 4 to 8 digits.
+inline std::uint64_t take_digits(const char*& p, const char* end, int* count) {
+  if (end - p >= 8) {
+    std::uint64_t chunk;
+    std::memcpy(&chunk, p, 8);
+    // A byte is a digit when it is '0'..'9', i.e. when its xor with '0' is at most 9; the high
+    // bit of each byte of stop marks the others (masked so no carry crosses a byte).
+    const std::uint64_t x = chunk ^ 0x3030303030303030ULL;
+    const std::uint64_t stop =
+        (((x & 0x7F7F7F7F7F7F7F7FULL) + 0x7676767676767676ULL) | x) & 0x8080808080808080ULL;
+    const int n = stop == 0 ? 8 : __builtin_ctzll(stop) >> 3;
+    *count = n;
+    if (n == 0) return 0;
+    p += n;
+    // The n digits to the top bytes, zeros before them; then pairs, fours and eights are
+    // combined, the lowest-addressed byte being the most significant digit.
+    std::uint64_t v = x << (8 * (8 - n));
+    v = (v * 10) + (v >> 8);
+    v = (((v & 0x000000FF000000FFULL) * (100 + (1000000ULL << 32))) +
+         (((v >> 16) & 0x000000FF000000FFULL) * (1 + (10000ULL << 32)))) >>
+        32;
+    return v;
+  }
+  std::uint64_t v = 0;
+  const char* from = p;
+  for (unsigned d; p < end && p - from < 8 && (d = static_cast<unsigned>(*p - '0')) < 10; ++p)
+    v = v * 10 + d;
+  *count = static_cast<int>(p - from);
+  return v;
+}
+
+// The plain decimal at the start of [p, end): where it stops, or null when there is none or it
+// has more than 15 digits. *out is set only on success.
+const char* scan_plain_decimal(const char* p, const char* end, double* out) {
   static const double kPow10[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                   1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-  const char* p = begin;
+  static const std::uint64_t kScale[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000,
+                                         100000000};
   const bool negative = p < end && *p == '-';
   if (p < end && (*p == '-' || *p == '+')) ++p;
   std::uint64_t mantissa = 0;
-  const char* digits_from = p;
-  for (unsigned d; p < end && (d = static_cast<unsigned>(*p - '0')) < 10; ++p)
-    mantissa = mantissa * 10 + d;
-  int digits = static_cast<int>(p - digits_from), decimals = 0;
-  if (p < end && *p == '.') {
-    const char* fraction_from = ++p;
-    for (unsigned d; p < end && (d = static_cast<unsigned>(*p - '0')) < 10; ++p)
-      mantissa = mantissa * 10 + d;
-    decimals = static_cast<int>(p - fraction_from);
-    digits += decimals;
+  int digits = 0, decimals = 0, n = 8;
+  // Up to 15 digits the mantissa is exact (and cannot have wrapped); a longer run stops at 16.
+  while (n == 8 && digits <= 15) {
+    const std::uint64_t part = take_digits(p, end, &n);
+    mantissa = mantissa * kScale[n] + part;
+    digits += n;
   }
-  // Up to 15 digits the mantissa is exact (and cannot have wrapped).
-  if (p != end || digits == 0 || digits > 15) return false;
+  if (p < end && *p == '.') {
+    ++p;
+    n = 8;
+    while (n == 8 && digits <= 15) {
+      const std::uint64_t part = take_digits(p, end, &n);
+      mantissa = mantissa * kScale[n] + part;
+      digits += n;
+      decimals += n;
+    }
+  }
+  if (digits == 0 || digits > 15) return nullptr;
   // Both operands are exact (below 2^53 and 10^22), so the one division rounds correctly.
   const double v = static_cast<double>(mantissa) / kPow10[decimals];
   *out = negative ? -v : v;
+  return p;
+}
+
+}  // namespace
+
+bool parse_plain_decimal(const char* begin, const char* end, double* out) {
+  double v;
+  if (scan_plain_decimal(begin, end, &v) != end) return false;
+  *out = v;
   return true;
 }
 
@@ -236,21 +287,26 @@ int parse_move_line(const char* b, const char* e, double v[6], double zero_lengt
       return -1;
     }
     const char* tok = p;
-    while (p < e && !is_blank(*p) && *p != ',') ++p;
-    const char* tok_end = p;
-    if (n == 6) {
-      set_reason(reason, reason_size, "more than 6 numbers (expected X Y Z I J K), extra field",
-                 tok, tok_end);
-      return -1;
-    }
-    const char* num = tok;
-    // from_chars takes no '+'; one is allowed, but not before another sign.
-    if (num < tok_end && *num == '+') {
-      ++num;
-      if (num < tok_end && (*num == '-' || *num == '+')) num = tok_end;
-    }
     double x = 0.0;
-    if (!parse_plain_decimal(num, tok_end, &x)) {
+    // Most fields are plain decimals, read in the one pass that finds where they end; the
+    // others go to the full conversion.
+    const char* q = n < 6 ? scan_plain_decimal(p, e, &x) : nullptr;
+    if (q != nullptr && (q == e || is_blank(*q) || *q == ',')) {
+      p = q;
+    } else {
+      while (p < e && !is_blank(*p) && *p != ',') ++p;
+      const char* tok_end = p;
+      if (n == 6) {
+        set_reason(reason, reason_size,
+                   "more than 6 numbers (expected X Y Z I J K), extra field", tok, tok_end);
+        return -1;
+      }
+      const char* num = tok;
+      // from_chars takes no '+'; one is allowed, but not before another sign.
+      if (num < tok_end && *num == '+') {
+        ++num;
+        if (num < tok_end && (*num == '-' || *num == '+')) num = tok_end;
+      }
       const auto r = std::from_chars(num, tok_end, x);
       if (num == tok_end || r.ptr != tok_end || r.ec == std::errc::invalid_argument) {
         set_reason(reason, reason_size, "not a number:", tok, tok_end);

@@ -13,21 +13,42 @@
 
 namespace {
 
+// Alone and as fields of a line, with every separator, so that numbers end both at the end of
+// the text and before more of it.
 TEST(PlainDecimal, ReadsAsTheFullConversionDoesBitForBit) {
   std::mt19937_64 rng(7);
-  for (int i = 0; i < 200000; ++i) {
-    const int digits = 1 + static_cast<int>(rng() % 15);
-    std::string s = rng() % 2 ? "-" : "";
-    const int point = static_cast<int>(rng() % (digits + 2)) - 1;  // -1: no point
-    for (int d = 0; d < digits; ++d) {
-      if (d == point) s += '.';
-      s += static_cast<char>('0' + rng() % 10);
+  const char* const separators[] = {" ", ",", ", ", "\t", " ,  "};
+  for (int i = 0; i < 40000; ++i) {
+    std::string line, numbers[6];
+    for (std::string& s : numbers) {
+      // Up to 17 digits: past 15 the full conversion reads them.
+      const int digits = 1 + static_cast<int>(rng() % 17);
+      s = rng() % 2 ? "-" : (rng() % 8 ? "" : "+");
+      const int point = static_cast<int>(rng() % (digits + 2)) - 1;  // -1: no point
+      for (int d = 0; d < digits; ++d) {
+        if (d == point) s += '.';
+        s += static_cast<char>('0' + rng() % 10);
+      }
+      if (point == digits) s += '.';
+      if (!line.empty()) line += separators[rng() % 5];
+      line += s;
     }
-    if (point == digits) s += '.';
-    double fast = 0.0, full = 0.0;
-    ASSERT_TRUE(k5x::parse_plain_decimal(s.data(), s.data() + s.size(), &fast)) << s;
-    std::from_chars(s.data(), s.data() + s.size(), full);
-    ASSERT_EQ(std::memcmp(&fast, &full, sizeof fast), 0) << s;
+    double v[6];
+    char reason[160];
+    ASSERT_EQ(k5x::parse_move_line(line.data(), line.data() + line.size(), v, -1.0, reason, 160),
+              1)
+        << line << ": " << reason;
+    for (int k = 0; k < 6; ++k) {
+      const std::string& s = numbers[k];
+      const char* b = s.data() + (s[0] == '+');
+      double full = 0.0, alone = 0.0;
+      std::from_chars(b, s.data() + s.size(), full);
+      ASSERT_EQ(std::memcmp(&v[k], &full, sizeof full), 0) << line << " field " << k;
+      if (s.size() - (s[0] == '+' || s[0] == '-') - (s.find('.') != std::string::npos) > 15)
+        continue;
+      ASSERT_TRUE(k5x::parse_plain_decimal(s.data(), s.data() + s.size(), &alone)) << s;
+      ASSERT_EQ(std::memcmp(&alone, &full, sizeof full), 0) << s;
+    }
   }
   for (const char* s : {"", "-", ".", "1e5", "1.2.3", "12a", "--1", "1234567890123456", "inf"}) {
     double v = 42.0;
