@@ -125,6 +125,22 @@ bool take_text(const char* cmd, int argc, char** argv, int* i, std::string* out)
   return true;
 }
 
+int take_machine(const char* cmd, int argc, char** argv, int* i, std::string* machine_arg) {
+  const char* a = argv[*i];
+  std::string given;
+  if (std::strcmp(a, "--machine") == 0) {
+    if (!take_text(cmd, argc, argv, i, &given)) return 2;
+    if (given.empty()) return usage_error(cmd, "empty machine name");
+  } else if (a[0] == '-' && a[1] != '\0') {
+    return -1;
+  } else {
+    given = a;
+  }
+  if (!machine_arg->empty()) return usage_error(cmd, "more than one machine given");
+  *machine_arg = given;
+  return 0;
+}
+
 int usage_error(const char* cmd, const char* message) {
   std::fprintf(stderr, "k5x %s: %s\ntry 'k5x %s --help'\n", cmd, message, cmd);
   return 2;

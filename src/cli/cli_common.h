@@ -37,6 +37,10 @@ bool take_int(const char* cmd, int argc, char** argv, int* i, int* out);
 // The same for one text value.
 bool take_text(const char* cmd, int argc, char** argv, int* i, std::string* out);
 
+// The machine, given as a word or, as k5x post takes it, as --machine MACHINE: 0 taken, 2 error
+// (printed), -1 when argv[*i] is some other option.
+int take_machine(const char* cmd, int argc, char** argv, int* i, std::string* machine_arg);
+
 // Prints "k5x CMD: message" and "try 'k5x CMD --help'" on stderr; returns exit status 2.
 int usage_error(const char* cmd, const char* message);
 

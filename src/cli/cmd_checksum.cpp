@@ -35,15 +35,20 @@ int cmd_checksum(int argc, char** argv) {
   if (argc < 1) return usage_error("checksum", "give at least one machine");
   int status = 0;
   for (int i = 0; i < argc; ++i) {
+    // Each machine as a word or after --machine, as the other commands take one.
+    std::string name;
+    const int taken = take_machine("checksum", argc, argv, &i, &name);
+    if (taken == -1) return usage_error("checksum", (std::string("unknown option ") + argv[i]).c_str());
+    if (taken == 2) return 2;
     k5x::Machine machine;
-    if (!load_or_report(argv[i], &machine)) {
+    if (!load_or_report(name, &machine)) {
       status = 1;
       continue;
     }
     uint32_t c[3] = {0, 0, 0};
     for (int mode = 1; mode <= 3; ++mode) c[mode - 1] = machine.checksum(mode).value;
     std::printf("%08x %08x %08x  %s\n", static_cast<unsigned>(c[0]), static_cast<unsigned>(c[1]),
-                static_cast<unsigned>(c[2]), argv[i]);
+                static_cast<unsigned>(c[2]), name.c_str());
   }
   return status;
 }

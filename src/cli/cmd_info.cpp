@@ -177,9 +177,9 @@ int cmd_info(int argc, char** argv) {
   }
   std::string machine_arg;
   for (int i = 0; i < argc; ++i) {
-    if (argv[i][0] == '-' && argv[i][1] != '\0') return usage_error("info", "unknown option");
-    if (!machine_arg.empty()) return usage_error("info", "more than one machine given");
-    machine_arg = argv[i];
+    const int taken = take_machine("info", argc, argv, &i, &machine_arg);
+    if (taken == -1) return usage_error("info", (std::string("unknown option ") + argv[i]).c_str());
+    if (taken == 2) return 2;
   }
   k5x::Machine machine;
   if (!load_or_report(machine_arg, &machine)) return 1;

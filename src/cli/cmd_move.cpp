@@ -73,11 +73,9 @@ int common_option(const char* cmd, int argc, char** argv, int* i, CommonArgs* c)
     c->has_tolerance = true;
     return 0;
   }
-  if (a[0] == '-' && a[1] != '\0')
-    return usage_error(cmd, (std::string("unknown option ") + a).c_str());
-  if (!c->machine_arg.empty()) return usage_error(cmd, "more than one machine given");
-  c->machine_arg = a;
-  return 0;
+  const int taken = take_machine(cmd, argc, argv, i, &c->machine_arg);
+  if (taken == -1) return usage_error(cmd, (std::string("unknown option ") + a).c_str());
+  return taken;
 }
 
 bool load_and_apply(const CommonArgs& c, k5x::Machine* machine) {

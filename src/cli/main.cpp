@@ -26,7 +26,8 @@ void print_help(FILE* out) {
                "                       machine positions as CSV; 'k5x post' alone runs a demo\n"
                "\n"
                "MACHINE is a machine definition file or the name of an embedded machine;\n"
-               "without one the default embedded machine is used. Embedded machines:\n");
+               "without one the default embedded machine is used. Every command also takes\n"
+               "it as --machine MACHINE. Embedded machines:\n");
   int count = 0;
   const k5x_cli::EmbeddedMachine* machines = k5x_cli::embedded_machines(&count);
   for (int i = 0; i < count; ++i)
