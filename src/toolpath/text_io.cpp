@@ -103,6 +103,50 @@ void OutBuffer::put(const char* s, std::size_t n) {
 
 void OutBuffer::put(const char* s) { put(s, std::strlen(s)); }
 
+namespace {
+
+const char kPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// The last n digits of v (leading zeros included), written backwards to end at p.
+inline void put_digits_backwards(char* p, std::uint32_t v, int n) {
+  for (; n >= 2; n -= 2) {
+    const std::uint32_t r = v % 100;
+    v /= 100;
+    *--p = kPairs[2 * r + 1];
+    *--p = kPairs[2 * r];
+  }
+  if (n == 1) *--p = static_cast<char>('0' + v % 10);
+}
+
+constexpr std::uint64_t power_of_ten(int d) { return d == 0 ? 1 : 10 * power_of_ten(d - 1); }
+
+inline int digit_count(std::uint32_t v) {
+  int n = 1;
+  for (; v >= 100; v /= 100) n += 2;
+  return v >= 10 ? n + 1 : n;
+}
+
+// u units of 10^-D as "integer.fraction" at p; the end of what was written. With D known the
+// split is by a constant, and both halves fit 32 bits (u < 10^(9+D) + 1).
+template <int D>
+char* put_units(char* p, std::uint64_t u) {
+  constexpr std::uint64_t kUnit = power_of_ten(D);
+  const std::uint64_t whole = u / kUnit;
+  const int n = digit_count(static_cast<std::uint32_t>(whole));
+  p += n;
+  put_digits_backwards(p, static_cast<std::uint32_t>(whole), n);
+  if (D == 0) return p;
+  *p++ = '.';
+  p += D;
+  put_digits_backwards(p, static_cast<std::uint32_t>(u - whole * kUnit), D);
+  return p;
+}
+
+}  // namespace
+
 void OutBuffer::put_fixed(double v, int decimals) {
   // Fixed notation of a double needs at most 309 digits before the point.
   reserve(400);
@@ -127,42 +171,22 @@ void OutBuffer::put_fixed(double v, int decimals) {
       ++q;
     else if (fraction <= -0.5)
       --q;
-    unsigned long long u = q < 0 ? static_cast<unsigned long long>(-q) : q;
-    // Digits written backwards from the end of a scratch buffer, two at a time.
-    static const char kPairs[] =
-        "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-        "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-        "8081828384858687888990919293949596979899";
-    char tmp[32];
-    char* t = tmp + sizeof tmp;
-    int d = decimals;
-    for (; d >= 2; d -= 2) {
-      const unsigned r = static_cast<unsigned>(u % 100);
-      u /= 100;
-      *--t = kPairs[2 * r + 1];
-      *--t = kPairs[2 * r];
+    const std::uint64_t u = q < 0 ? static_cast<std::uint64_t>(-q) : static_cast<std::uint64_t>(q);
+    char* p = buf_ + len_;
+    if (q < 0) *p++ = '-';
+    switch (decimals) {
+      case 0: p = put_units<0>(p, u); break;
+      case 1: p = put_units<1>(p, u); break;
+      case 2: p = put_units<2>(p, u); break;
+      case 3: p = put_units<3>(p, u); break;
+      case 4: p = put_units<4>(p, u); break;
+      case 5: p = put_units<5>(p, u); break;
+      case 6: p = put_units<6>(p, u); break;
+      case 7: p = put_units<7>(p, u); break;
+      case 8: p = put_units<8>(p, u); break;
+      default: p = put_units<9>(p, u); break;
     }
-    if (d == 1) {
-      *--t = static_cast<char>('0' + u % 10);
-      u /= 10;
-    }
-    if (decimals > 0) *--t = '.';
-    while (u >= 100) {
-      const unsigned r = static_cast<unsigned>(u % 100);
-      u /= 100;
-      *--t = kPairs[2 * r + 1];
-      *--t = kPairs[2 * r];
-    }
-    if (u >= 10) {
-      *--t = kPairs[2 * u + 1];
-      *--t = kPairs[2 * u];
-    } else {
-      *--t = static_cast<char>('0' + u);
-    }
-    if (q < 0) *--t = '-';
-    const std::size_t n = static_cast<std::size_t>(tmp + sizeof tmp - t);
-    std::memcpy(buf_ + len_, t, n);
-    len_ += n;
+    len_ = static_cast<std::size_t>(p - buf_);
     return;
   }
   const auto r = std::to_chars(buf_ + len_, buf_ + cap_, v, std::chars_format::fixed, decimals);
