@@ -21,7 +21,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     double v[6];
     for (k5x::LineReader::Result r; (r = reader.next(&b, &e)) != k5x::LineReader::kEnd &&
                                     r != k5x::LineReader::kError;)
-      if (r == k5x::LineReader::kLine) k5x::parse_move_line(b, e, v, 1e-6, reason, sizeof reason);
+      if (r == k5x::LineReader::kLine) {
+        // In a buffer of the line's own size, so that a read past its end is caught.
+        const std::vector<char> line(b, e);
+        k5x::parse_move_line(line.data(), line.data() + line.size(), v, 1e-6, reason,
+                             sizeof reason);
+      }
     std::fclose(in);
   }
   {
