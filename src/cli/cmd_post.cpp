@@ -266,8 +266,7 @@ int parse_args(int argc, char** argv, PostArgs* a) {
   for (int i = 0; i < argc; ++i) {
     const char* s = argv[i];
     if (std::strcmp(s, "--machine") == 0) {
-      if (!take_text(kCmd, argc, argv, &i, &a->machine)) return 2;
-      if (a->machine.empty()) return usage_error(kCmd, "empty machine name");
+      if (take_machine(kCmd, argc, argv, &i, &a->machine) != 0) return 2;
     } else if (std::strcmp(s, "-o") == 0) {
       if (!take_text(kCmd, argc, argv, &i, &a->output)) return 2;
       if (a->output.empty()) return usage_error(kCmd, "empty output file name");
