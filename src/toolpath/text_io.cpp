@@ -226,6 +226,8 @@ namespace {
 // The digits at p, up to 8 and not past end, as a number; *count is how many there were. Eight
 // bytes at a time where eight are there: toolpath numbers are mostly runs of 4 to 8 digits.
 inline std::uint64_t take_digits(const char*& p, const char* end, int* count) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  // The first character in the lowest byte: little-endian machines only.
   if (end - p >= 8) {
     std::uint64_t chunk;
     std::memcpy(&chunk, p, 8);
@@ -247,6 +249,7 @@ inline std::uint64_t take_digits(const char*& p, const char* end, int* count) {
         32;
     return v;
   }
+#endif
   std::uint64_t v = 0;
   const char* from = p;
   for (unsigned d; p < end && p - from < 8 && (d = static_cast<unsigned>(*p - '0')) < 10; ++p)
