@@ -9,7 +9,8 @@
 
 namespace {
 
-// Keeps, per benchmark name, the real time of one iteration in nanoseconds.
+// Keeps, per benchmark name, the real time of one iteration in nanoseconds, and, as
+// "NAME:COUNTER", the counters given in milliseconds (names ending in _ms), in nanoseconds.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
@@ -17,6 +18,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
       if (run.error_occurred || run.run_type != Run::RT_Iteration || run.iterations == 0) continue;
       const double ns = run.real_accumulated_time * 1e9 / static_cast<double>(run.iterations);
       nanoseconds[run.benchmark_name()] = ns;
+      for (const auto& [counter, value] : run.counters)
+        if (counter.size() > 3 && counter.compare(counter.size() - 3, 3, "_ms") == 0)
+          nanoseconds[run.benchmark_name() + ":" + counter] = value.value * 1e6;
     }
     ConsoleReporter::ReportRuns(runs);
   }
@@ -61,8 +65,9 @@ int main(int argc, char** argv) {
   rate(reporter, "post moves/s --subdivide, coarse dome", "BM_PostFileSubdivide/0/real_time", "");
   // One iteration posts the whole 200,000-move toolpath.
   const char* fine = "BM_PostFineSubdivide/min_time:2.000/real_time";
-  const char* one = "BM_PostThreads/1/min_time:2.000/real_time";
-  const char* two = "BM_PostThreads/2/min_time:2.000/real_time";
+  // One thread and three, timed in turn within one benchmark.
+  const char* one = "BM_PostThreads/min_time:4.000/real_time:one_thread_ms";
+  const char* two = "BM_PostThreads/min_time:4.000/real_time:two_threads_ms";
   rate(reporter, "post moves/s --subdivide, fine path", fine, "target >= 600,000", 200000.0);
   rate(reporter, "post moves/s, whole toolpath, 1 thread", one, "", 200000.0);
   rate(reporter, "post moves/s, whole toolpath, 2 threads", two, "", 200000.0);
