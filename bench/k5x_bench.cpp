@@ -223,33 +223,44 @@ long post_pass(k5x::State& st, std::string& text, std::FILE* sink, int threads,
   return positions;
 }
 
-bool load_trunnion_state(benchmark::State& state, k5x::State& st) {
-  if (k5x::machine_def_text(st, k5x_cli::find_embedded_machine("Trunnion")->text) != 0) {
-    state.SkipWithError("cannot load Trunnion");
-    return false;
+// The Trunnion, the fine toolpath's text and /dev/null, for whole-toolpath runs.
+struct FineRun {
+  k5x::State st;
+  std::string text = fine_spiral();
+  std::FILE* sink = nullptr;
+  // False (the benchmark skipped) when something is missing.
+  bool open(benchmark::State& state) {
+    if (k5x::machine_def_text(st, k5x_cli::find_embedded_machine("Trunnion")->text) != 0) {
+      state.SkipWithError("cannot load Trunnion");
+      return false;
+    }
+    st.silent = 1;
+    sink = std::fopen("/dev/null", "wb");
+    if (sink == nullptr) state.SkipWithError("cannot open /dev/null");
+    return sink != nullptr;
   }
-  st.silent = 1;
-  return true;
-}
+  long pass(int threads, k5x::Linearise linearise) {
+    return post_pass(st, text, sink, threads, linearise);
+  }
+  ~FineRun() {
+    if (sink != nullptr) std::fclose(sink);
+  }
+};
 
 // One thread against three, pass after pass in turn, so that the machine's drift falls on both
 // alike: each iteration posts the whole toolpath once each way. The counters are the mean
 // milliseconds of each.
 void BM_PostThreads(benchmark::State& state) {
-  k5x::State st;
-  if (!load_trunnion_state(state, st)) return;
-  std::string text = fine_spiral();
-  std::FILE* sink = std::fopen("/dev/null", "wb");
-  if (sink == nullptr) return state.SkipWithError("cannot open /dev/null");
+  FineRun run;
+  if (!run.open(state)) return;
   double seconds[2] = {0.0, 0.0};
   for (auto _ : state) {
     for (int way = 0; way < 2; ++way) {
       const auto t0 = std::chrono::steady_clock::now();
-      benchmark::DoNotOptimize(post_pass(st, text, sink, way == 0 ? 1 : 2, k5x::Linearise::none));
+      benchmark::DoNotOptimize(run.pass(way == 0 ? 1 : 2, k5x::Linearise::none));
       seconds[way] += std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
     }
   }
-  std::fclose(sink);
   const double n = static_cast<double>(state.iterations());
   state.counters["one_thread_ms"] = 1e3 * seconds[0] / n;
   state.counters["two_threads_ms"] = 1e3 * seconds[1] / n;
@@ -258,14 +269,10 @@ void BM_PostThreads(benchmark::State& state) {
 BENCHMARK(BM_PostThreads)->UseRealTime()->MinTime(4.0)->Unit(benchmark::kMillisecond);
 
 void BM_PostFineSubdivide(benchmark::State& state) {
-  k5x::State st;
-  if (!load_trunnion_state(state, st)) return;
-  std::string text = fine_spiral();
-  std::FILE* sink = std::fopen("/dev/null", "wb");
-  if (sink == nullptr) return state.SkipWithError("cannot open /dev/null");
+  FineRun run;
+  if (!run.open(state)) return;
   long positions = 0;
-  for (auto _ : state) positions += post_pass(st, text, sink, 1, k5x::Linearise::tolerance);
-  std::fclose(sink);
+  for (auto _ : state) positions += run.pass(1, k5x::Linearise::tolerance);
   state.counters["rows/move"] = benchmark::Counter(
       static_cast<double>(positions) / (static_cast<double>(state.iterations()) * kFineMoves));
   state.SetItemsProcessed(state.iterations() * kFineMoves);
