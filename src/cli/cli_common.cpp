@@ -132,7 +132,7 @@ int take_machine(const char* cmd, int argc, char** argv, int* i, std::string* ma
     if (!take_text(cmd, argc, argv, i, &given)) return 2;
     if (given.empty()) return usage_error(cmd, "empty machine name");
   } else if (a[0] == '-' && a[1] != '\0') {
-    return -1;
+    return usage_error(cmd, (std::string("unknown option ") + a).c_str());
   } else {
     given = a;
   }

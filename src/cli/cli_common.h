@@ -37,8 +37,8 @@ bool take_int(const char* cmd, int argc, char** argv, int* i, int* out);
 // The same for one text value.
 bool take_text(const char* cmd, int argc, char** argv, int* i, std::string* out);
 
-// The machine, given as a word or, as k5x post takes it, as --machine MACHINE: 0 taken, 2 error
-// (printed), -1 when argv[*i] is some other option.
+// The machine, given as a word or, as k5x post takes it, as --machine MACHINE: 0 taken, else 2
+// with the error printed (any other option is an unknown one).
 int take_machine(const char* cmd, int argc, char** argv, int* i, std::string* machine_arg);
 
 // Prints "k5x CMD: message" and "try 'k5x CMD --help'" on stderr; returns exit status 2.

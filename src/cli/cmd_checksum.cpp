@@ -37,9 +37,7 @@ int cmd_checksum(int argc, char** argv) {
   for (int i = 0; i < argc; ++i) {
     // Each machine as a word or after --machine, as the other commands take one.
     std::string name;
-    const int taken = take_machine("checksum", argc, argv, &i, &name);
-    if (taken == -1) return usage_error("checksum", (std::string("unknown option ") + argv[i]).c_str());
-    if (taken == 2) return 2;
+    if (take_machine("checksum", argc, argv, &i, &name) != 0) return 2;
     k5x::Machine machine;
     if (!load_or_report(name, &machine)) {
       status = 1;

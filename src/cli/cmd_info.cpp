@@ -177,9 +177,7 @@ int cmd_info(int argc, char** argv) {
   }
   std::string machine_arg;
   for (int i = 0; i < argc; ++i) {
-    const int taken = take_machine("info", argc, argv, &i, &machine_arg);
-    if (taken == -1) return usage_error("info", (std::string("unknown option ") + argv[i]).c_str());
-    if (taken == 2) return 2;
+    if (take_machine("info", argc, argv, &i, &machine_arg) != 0) return 2;
   }
   k5x::Machine machine;
   if (!load_or_report(machine_arg, &machine)) return 1;

@@ -73,9 +73,7 @@ int common_option(const char* cmd, int argc, char** argv, int* i, CommonArgs* c)
     c->has_tolerance = true;
     return 0;
   }
-  const int taken = take_machine(cmd, argc, argv, i, &c->machine_arg);
-  if (taken == -1) return usage_error(cmd, (std::string("unknown option ") + a).c_str());
-  return taken;
+  return take_machine(cmd, argc, argv, i, &c->machine_arg);
 }
 
 bool load_and_apply(const CommonArgs& c, k5x::Machine* machine) {

@@ -109,9 +109,8 @@ int cmd_solve(int argc, char** argv) {
       all = true;
     } else if (std::strcmp(a, "--trace") == 0) {
       trace = true;
-    } else if (const int taken = take_machine(kCmd, argc, argv, &i, &machine_arg); taken != 0) {
-      if (taken == 2) return 2;
-      return usage_error(kCmd, (std::string("unknown option ") + a).c_str());
+    } else if (take_machine(kCmd, argc, argv, &i, &machine_arg) != 0) {
+      return 2;
     }
   }
   if (!have_ijk) return usage_error(kCmd, "--ijk I J K is required");
