@@ -159,8 +159,11 @@ const std::string& GcodeWriter::word(int axis, double value) {
   const int decimals = axis < 3 ? opt_.length_decimals : opt_.angle_decimals;
   // Fixed notation, rounded as printf rounds (to the nearest, ties to even, on the exact value).
   char buf[400];
-  const auto r = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed, decimals);
-  const char* end = r.ec == std::errc() ? r.ptr : buf;
+  const char* end = fixed_as_printf(buf, value, decimals);
+  if (end == nullptr) {
+    const auto r = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed, decimals);
+    end = r.ec == std::errc() ? r.ptr : buf;
+  }
   const char* from = buf;
   // -0.000 is 0.000 to a controller, but not to a reader comparing words.
   if (from < end && *from == '-') {
@@ -329,17 +332,18 @@ bool GcodeWriter::motion_block(const double v[6], bool rapid, double length, dou
     const int mode = opt_.feed == FeedMode::inverse_time ? 0 : 1;
     char f[400];
     f[0] = 'F';
-    std::to_chars_result r;
-    if (mode == 0) {
-      // F is one over the minutes the move takes: the tip's path at the programmed feed, and
-      // at least what the rotary axes need at 10 turns a minute, so a turn in place is not
-      // asked to happen at once.
-      const double minutes = std::fmax(std::fmax(length / feed, turn / 3600.0), 1e-6);
-      r = std::to_chars(f + 1, f + sizeof f, 1.0 / minutes, std::chars_format::fixed, 3);
-    } else {
-      r = std::to_chars(f + 1, f + sizeof f, feed, std::chars_format::fixed, 1);
+    // F is one over the minutes the move takes: the tip's path at the programmed feed, and at
+    // least what the rotary axes need at 10 turns a minute, so a turn in place is not asked to
+    // happen at once.
+    const double value =
+        mode == 0 ? 1.0 / std::fmax(std::fmax(length / feed, turn / 3600.0), 1e-6) : feed;
+    const int decimals = mode == 0 ? 3 : 1;
+    const char* end = fixed_as_printf(f + 1, value, decimals);
+    if (end == nullptr) {
+      const auto r = std::to_chars(f + 1, f + sizeof f, value, std::chars_format::fixed, decimals);
+      end = r.ec == std::errc() ? r.ptr : f + 1;
     }
-    const std::size_t n = r.ec == std::errc() ? static_cast<std::size_t>(r.ptr - f) : 1;
+    const std::size_t n = static_cast<std::size_t>(end - f);
     if (mode != last_feed_mode_) {
       text_ = dialect_.get(mode == 0 ? "inverse_time" : "per_minute") + " " + text_;
       last_feed_mode_ = mode;

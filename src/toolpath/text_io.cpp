@@ -145,7 +145,61 @@ char* put_units(char* p, std::uint64_t u) {
   return p;
 }
 
+// u units of 10^-decimals (decimals 0..9), as put_units writes them.
+char* put_units_of(char* p, std::uint64_t u, int decimals) {
+  switch (decimals) {
+    case 0: return put_units<0>(p, u);
+    case 1: return put_units<1>(p, u);
+    case 2: return put_units<2>(p, u);
+    case 3: return put_units<3>(p, u);
+    case 4: return put_units<4>(p, u);
+    case 5: return put_units<5>(p, u);
+    case 6: return put_units<6>(p, u);
+    case 7: return put_units<7>(p, u);
+    case 8: return put_units<8>(p, u);
+    default: return put_units<9>(p, u);
+  }
+}
+
+const double kPowersOfTen[] = {1.0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
+
+// a = hi + lo with hi holding the upper 26 bits of the significand (Veltkamp), so that products
+// of halves are exact.
+inline void split(double a, double* hi, double* lo) {
+  const double c = 134217729.0 * a;  // 2^27 + 1
+  *hi = c - (c - a);
+  *lo = a - *hi;
+}
+
 }  // namespace
+
+char* fixed_as_printf(char* out, double v, int decimals) {
+  if (decimals < 0 || decimals > 9) return nullptr;
+  const double a = std::fabs(v);
+  if (!(a < 1e9)) return nullptr;  // also NaN
+  const double scale = kPowersOfTen[decimals];
+  const double x = a * scale;
+  if (!(x < 4e15)) return nullptr;
+  std::uint64_t q = 0;
+  // Below one half, so is the exact product (rounding keeps order): it rounds to 0.
+  if (x >= 0.5) {
+    // a * scale = x + e exactly (Dekker's product; nothing here overflows or underflows).
+    double ah, al, sh, sl;
+    split(a, &ah, &al);
+    split(scale, &sh, &sl);
+    const double e = ((ah * sh - x) + ah * sl + al * sh) + al * sl;
+    const double whole = std::floor(x);
+    // x - whole is exact below 2^52; so is the half subtracted where it matters (a fraction
+    // of a quarter or more; below, |e| is far smaller than what is left), and a sum has the
+    // sign of its exact value.
+    const double above_half = ((x - whole) - 0.5) + e;
+    q = static_cast<std::uint64_t>(whole);
+    if (above_half > 0.0 || (above_half == 0.0 && (q & 1) != 0)) ++q;
+  }
+  char* p = out;
+  if (std::signbit(v)) *p++ = '-';
+  return put_units_of(p, q, decimals);
+}
 
 void OutBuffer::put_fixed(double v, int decimals) {
   // Fixed notation of a double needs at most 309 digits before the point.
@@ -160,11 +214,10 @@ void OutBuffer::put_fixed(double v, int decimals) {
   if (std::fabs(v) < kHalfUnit[decimals]) v = 0.0;
   // Fast path for the values a machine produces: scale to an integer of units of the last
   // decimal and print its digits; the shortest-exact conversion below is several times slower.
-  static const double kScale[] = {1.0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
   if (std::fabs(v) < 1e9) {
     // Rounded half away from zero, as llround does, without the call: below 1e18 the
     // truncation fits and the fraction it leaves is exact.
-    const double x = v * kScale[decimals];
+    const double x = v * kPowersOfTen[decimals];
     long long q = static_cast<long long>(x);
     const double fraction = x - static_cast<double>(q);
     if (fraction >= 0.5)
@@ -174,19 +227,7 @@ void OutBuffer::put_fixed(double v, int decimals) {
     const std::uint64_t u = q < 0 ? static_cast<std::uint64_t>(-q) : static_cast<std::uint64_t>(q);
     char* p = buf_ + len_;
     if (q < 0) *p++ = '-';
-    switch (decimals) {
-      case 0: p = put_units<0>(p, u); break;
-      case 1: p = put_units<1>(p, u); break;
-      case 2: p = put_units<2>(p, u); break;
-      case 3: p = put_units<3>(p, u); break;
-      case 4: p = put_units<4>(p, u); break;
-      case 5: p = put_units<5>(p, u); break;
-      case 6: p = put_units<6>(p, u); break;
-      case 7: p = put_units<7>(p, u); break;
-      case 8: p = put_units<8>(p, u); break;
-      default: p = put_units<9>(p, u); break;
-    }
-    len_ = static_cast<std::size_t>(p - buf_);
+    len_ = static_cast<std::size_t>(put_units_of(p, u, decimals) - buf_);
     return;
   }
   const auto r = std::to_chars(buf_ + len_, buf_ + cap_, v, std::chars_format::fixed, decimals);

@@ -64,6 +64,12 @@ class OutBuffer {
   bool failed_ = false;
 };
 
+// printf's "%.*f" of v into out (at least 32 bytes), for |v| below 1e9 and decimals 0..9 while
+// |v| * 10^decimals stays below 4e15: the rounding (to nearest, ties to even) is decided on the
+// exact value of v * 10^decimals, as printf decides it. Returns the end of the text, or null
+// outside that range, where a full conversion must do it.
+char* fixed_as_printf(char* out, double v, int decimals);
+
 // The value of [begin, end) when it is a plain decimal ("-12.345", "7", ".5"): an optional sign,
 // at most 15 digits and at most one point, nothing else. The result is the correctly rounded
 // value, the same as a full conversion gives (an exact integer divided by an exact power of

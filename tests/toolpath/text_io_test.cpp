@@ -109,3 +109,43 @@ TEST(FixedOutput, PrintsWhatPrintfPrintsAndRoundsTiesAwayFromZero) {
 }
 
 }  // namespace
+
+// The G-code writer's numbers: printf's own text for every value it takes, exact ties of the
+// last decimal and their neighbours included, and nothing (for a full conversion) outside.
+TEST(FixedOutput, FixedAsPrintfIsPrintfOrNothing) {
+  std::mt19937_64 rng(13);
+  char got[64], want[64];
+  auto check = [&](double v, int decimals) {
+    char* end = k5x::fixed_as_printf(got, v, decimals);
+    if (end == nullptr) return false;
+    *end = '\0';
+    std::snprintf(want, sizeof want, "%.*f", decimals, v);
+    EXPECT_STREQ(got, want) << std::hexfloat << v << " at " << decimals;
+    return true;
+  };
+  int taken = 0;
+  for (int i = 0; i < 300000; ++i) {
+    const int decimals = static_cast<int>(rng() % 10);
+    const double scale = std::pow(10.0, decimals);
+    double v;
+    switch (i % 3) {
+      case 0:  // anywhere, from 1e-12 to 1e9
+        v = std::pow(10.0, -12.0 + 21.0 * static_cast<double>(rng() % 1000000) / 1e6);
+        break;
+      case 1:  // an exact tie when the binary allows it: (k + 1/2) / 10^d
+        v = (static_cast<double>(rng() % 2000000) + 0.5) / scale;
+        break;
+      default:  // the neighbours of a tie
+        v = std::nextafter((static_cast<double>(rng() % 2000000) + 0.5) / scale,
+                           rng() % 2 ? 0.0 : 1e300);
+    }
+    if (rng() % 2) v = -v;
+    taken += check(v, decimals);
+  }
+  EXPECT_GT(taken, 250000);
+  for (const double v : {0.0, -0.0, 0.5, 1.5, 2.5, -2.5, 0.125, 999999999.5, -1e-300})
+    EXPECT_TRUE(check(v, 0) && check(v, 2) && check(v, 6)) << v;
+  for (const double v : {1e9, -2e9, 1e300, std::nan(""), HUGE_VAL})
+    EXPECT_EQ(k5x::fixed_as_printf(got, v, 3), nullptr) << v;
+  EXPECT_EQ(k5x::fixed_as_printf(got, 1e7, 9), nullptr);  // 10^16 units
+}
