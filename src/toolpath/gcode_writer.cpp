@@ -10,6 +10,14 @@ namespace k5x {
 
 namespace {
 
+// Fixed notation into [out, limit), rounded as printf rounds (to the nearest, ties to even, on
+// the exact value); the end of the text, out itself when nothing could be written.
+char* printf_fixed(char* out, char* limit, double value, int decimals) {
+  if (char* end = fixed_as_printf(out, value, decimals)) return end;
+  const auto r = std::to_chars(out, limit, value, std::chars_format::fixed, decimals);
+  return r.ec == std::errc() ? r.ptr : out;
+}
+
 // The generic ISO dialect: every key a dialect may set, and the values others start from.
 const char kIso[] =
     "# k5x G-code dialect: generic ISO\n"
@@ -157,13 +165,8 @@ void GcodeWriter::comment(const std::string& text) {
 
 const std::string& GcodeWriter::word(int axis, double value) {
   const int decimals = axis < 3 ? opt_.length_decimals : opt_.angle_decimals;
-  // Fixed notation, rounded as printf rounds (to the nearest, ties to even, on the exact value).
   char buf[400];
-  const char* end = fixed_as_printf(buf, value, decimals);
-  if (end == nullptr) {
-    const auto r = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed, decimals);
-    end = r.ec == std::errc() ? r.ptr : buf;
-  }
+  const char* end = printf_fixed(buf, buf + sizeof buf, value, decimals);
   const char* from = buf;
   // -0.000 is 0.000 to a controller, but not to a reader comparing words.
   if (from < end && *from == '-') {
@@ -338,11 +341,7 @@ bool GcodeWriter::motion_block(const double v[6], bool rapid, double length, dou
     const double value =
         mode == 0 ? 1.0 / std::fmax(std::fmax(length / feed, turn / 3600.0), 1e-6) : feed;
     const int decimals = mode == 0 ? 3 : 1;
-    const char* end = fixed_as_printf(f + 1, value, decimals);
-    if (end == nullptr) {
-      const auto r = std::to_chars(f + 1, f + sizeof f, value, std::chars_format::fixed, decimals);
-      end = r.ec == std::errc() ? r.ptr : f + 1;
-    }
+    const char* end = printf_fixed(f + 1, f + sizeof f, value, decimals);
     const std::size_t n = static_cast<std::size_t>(end - f);
     if (mode != last_feed_mode_) {
       text_ = dialect_.get(mode == 0 ? "inverse_time" : "per_minute") + " " + text_;
