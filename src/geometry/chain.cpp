@@ -1,43 +1,121 @@
 #include "geometry/chain.h"
 
 #include <cmath>
+#include <cstring>
 
 #include "kernel/kernel.h"
 
 namespace k5x {
+
+namespace {
+
+bool moves(const AxisRecord& r) { return r.kind == kKindLinear || r.kind == kKindRotary; }
+
+double axis_value(const AxisRecord& r, const double q[6]) {
+  return (r.axis >= 0 && r.axis < 6) ? q[r.axis] : 0.0;
+}
+
+// Slides a linear record along its direction, or turns a rotary one about it, by value.
+__attribute__((always_inline)) inline void move_record(State& st, int i, double value) {
+  AxisRecord& r = st.machine.records[i];
+  double d[3];
+  m3apply(r.frame, r.direction, d);
+  const double t = (value - r.offset) * r.factor;
+  if (r.kind == kKindLinear)
+    vaxpy(r.origin, d, t, r.origin);
+  else
+    rotate_frame_cs(d, std::cos(t), std::sin(t), r.frame,
+                    frame_basis(d, r.frame, st.eps, &st.frame_memo[i]));
+}
+
+__attribute__((always_inline)) inline void place_child(const AxisRecord& r, const Link& l, AxisRecord& c) {
+  double off[3];
+  m3apply(r.frame, l.translation, off);
+  vadd(r.origin, off, c.origin);
+  m3mul(r.frame, l.rotation, c.frame);
+}
+
+void evaluate_every_record(State& st, const double q[6], int count) {
+  Model& m = st.machine;
+  // One pass in table order: every record comes after its parent, so the parent's links have
+  // already placed it when it is visited. Nothing is reset first, on purpose.
+  for (int i = 0; i < count; ++i) {
+    AxisRecord& r = m.records[i];
+    if (moves(r)) move_record(st, i, axis_value(r, q));
+    int nlien = r.link_count;
+    if (nlien > kMaxLinks) nlien = kMaxLinks;
+    for (int j = 0; j < nlien; ++j) {
+      const Link& l = r.links[j];
+      if (l.child < 0 || l.child >= count || l.child == i) continue;
+      place_child(r, l, m.records[l.child]);
+    }
+  }
+}
+
+// Bit of the values that changed at every evaluation: a root that moves moves once more each time.
+constexpr unsigned kEveryTime = 1u << 6;
+
+// The parent whose link places each record last and the values each record's result depends on,
+// when every link the evaluation follows goes forward; false for a tree with a link back, whose
+// evaluation is then never shortened.
+bool find_parents(const Model& m, int count, ChainMemo& memo) {
+  for (int i = 0; i < count; ++i) memo.parent[i] = kNone;
+  for (int i = 0; i < count; ++i) {
+    const AxisRecord& r = m.records[i];
+    const int nlien = r.link_count > kMaxLinks ? kMaxLinks : r.link_count;
+    for (int j = 0; j < nlien; ++j) {
+      const int c = r.links[j].child;
+      if (c < 0 || c >= count || c == i) continue;
+      if (c < i) return false;
+      memo.parent[c] = i;
+      memo.link[c] = j;
+    }
+  }
+  for (int i = 0; i < count; ++i) {
+    const AxisRecord& r = m.records[i];
+    const int p = memo.parent[i];
+    unsigned own = 0;
+    if (moves(r)) own = p == kNone ? kEveryTime : (r.axis >= 0 && r.axis < 6 ? 1u << r.axis : 0u);
+    memo.depends[i] = own | (p == kNone ? 0u : memo.depends[p]);
+  }
+  return true;
+}
+
+// The evaluation when the memo holds: a record moves again only when its value or an
+// ancestor's changed, after its parent's link has put it back where the parent leaves it.
+void evaluate_changed_records(State& st, const double q[6], int count) {
+  Model& m = st.machine;
+  ChainMemo& memo = m.chain_memo;
+  unsigned changed = kEveryTime;
+  for (int k = 0; k < 6; ++k)
+    if (!same_bits(&q[k], &memo.q[k], 1)) changed |= 1u << k;
+  for (int i = 0; i < count; ++i) {
+    if ((memo.depends[i] & changed) == 0) continue;
+    AxisRecord& r = m.records[i];
+    const int p = memo.parent[i];
+    if (p != kNone) place_child(m.records[p], m.records[p].links[memo.link[i]], r);
+    if (moves(r)) move_record(st, i, axis_value(r, q));
+  }
+}
+
+}  // namespace
 
 void evaluate_chain(State& st, const double q[6]) {
   if (q == nullptr) return;
   Model& m = st.machine;
   int count = m.record_count;
   if (count > kMaxRecords) count = kMaxRecords;
-  // One pass in table order: every record comes after its parent, so the parent's links have
-  // already placed it when it is visited. Nothing is reset first, on purpose.
-  for (int i = 0; i < count; ++i) {
-    AxisRecord& r = m.records[i];
-    if (r.kind == kKindLinear || r.kind == kKindRotary) {
-      double d[3];
-      m3apply(r.frame, r.direction, d);
-      const double value = (r.axis >= 0 && r.axis < 6) ? q[r.axis] : 0.0;
-      const double t = (value - r.offset) * r.factor;
-      if (r.kind == kKindLinear)
-        vaxpy(r.origin, d, t, r.origin);
-      else
-        rotate_frame_cs(d, std::cos(t), std::sin(t), r.frame,
-                        frame_basis(d, r.frame, st.eps, &st.frame_memo[i]));
-    }
-    int nlien = r.link_count;
-    if (nlien > kMaxLinks) nlien = kMaxLinks;
-    for (int j = 0; j < nlien; ++j) {
-      const Link& l = r.links[j];
-      if (l.child < 0 || l.child >= count || l.child == i) continue;
-      AxisRecord& c = m.records[l.child];
-      double off[3];
-      m3apply(r.frame, l.translation, off);
-      vadd(r.origin, off, c.origin);
-      m3mul(r.frame, l.rotation, c.frame);
-    }
+  if (count < 0) count = 0;
+  ChainMemo& memo = m.chain_memo;
+  if (memo.valid && memo.count == count && same_bits(&memo.eps, &st.eps, 1)) {
+    evaluate_changed_records(st, q, count);
+  } else {
+    evaluate_every_record(st, q, count);
+    memo.valid = find_parents(m, count, memo);
+    memo.count = count;
+    memo.eps = st.eps;
   }
+  std::memcpy(memo.q, q, sizeof memo.q);
 }
 
 int axis_matrix(const State& st, int a, int b, double h[16]) {

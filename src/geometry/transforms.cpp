@@ -331,6 +331,7 @@ int place_workpiece(State& st, const double t[16]) {
   if (nlien > kMaxLinks) nlien = kMaxLinks;
   // The Z translation comes from t[12], not t[11]: callers hand the matrix over in that layout.
   const double pos[3] = {t[3], t[7], t[12]};
+  m.chain_memo.valid = false;
   for (int j = 0; j < nlien; ++j) {
     Link& link = parent.links[j];
     if (!valid_record(link.child) || m.records[link.child].axis != -1) continue;

@@ -606,6 +606,7 @@ FileRead read_machine(State& st, const char* path, const char* text, std::size_t
 
 void apply_offsets(State& st, const double position[6]) {
   Model& m = st.machine;
+  m.chain_memo.valid = false;
   for (int i = 0; i < m.record_count; ++i) {
     AxisRecord& r = m.records[i];
     if ((r.kind == kKindRotary || r.kind == kKindLinear) && r.axis >= 0 && r.axis < 6)

@@ -81,6 +81,7 @@ void machine_reset(State& st) {
   m.increment_behaviour = 0;
   m.deviation_max = 0.0;
   m.last_checksum = 0;
+  m.chain_memo.valid = false;
 }
 
 int record_new(State& st, int parent) {

@@ -66,6 +66,21 @@ struct AxisRecord {
   double increment;        // indexing step in degrees, -1.0 = continuous
 };
 
+// What the last chain evaluation was given. A record whose axis value and whose ancestors'
+// values are the same bits again already holds its result, so the evaluation passes it by: on a
+// placement the slides at zero and the whole side of the tree without a rotary axis cost
+// nothing. Kept only for a tree whose links all go forward; anything that changes the records'
+// geometry clears it.
+struct ChainMemo {
+  bool valid = false;
+  int count = 0;
+  double eps = 0.0;
+  double q[6];                    // the axis values
+  int parent[kMaxRecords];        // kNone for a root
+  int link[kMaxRecords];          // which of the parent's links places the record
+  unsigned depends[kMaxRecords];  // bit k: the record's result depends on axis value k
+};
+
 // Everything a load resets (and the records it rebuilds).
 struct Model {
   char name[kNameSize];
@@ -92,6 +107,7 @@ struct Model {
   int increment_behaviour;
   double deviation_max;    // running maximum increment deviation
   uint32_t last_checksum;
+  ChainMemo chain_memo;
 };
 
 // Context store: private copies of the caller's texts and an origin.

@@ -3,8 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
+#include <cstring>
+#include <random>
 #include <string>
 
+#include "geometry/transforms.h"
 #include "test_machines.h"
 
 namespace {
@@ -83,6 +87,73 @@ TEST_F(Chain, TurnedFrameIsNeverResetAndCarriesTheChain) {
     expect_vec({0, 0, -10}, rec(kIdZ).origin);  // Z slides along the frame's -Z
     expect_vec({0, 0, -110}, rec(kIdTool).origin);
     expect_vec({0, 0, -1}, col(rec(kIdWorkpiece).frame, 2).data());
+  }
+}
+
+// An evaluation passes by the records whose values did not change since the last one. After
+// every step of a long run it must leave the very bits that a full evaluation of the same state
+// leaves: values that change one at a time, return, become -0 or NaN; a workpiece placed again;
+// a changed tolerance; trees that no load makes: a moving record that lost its parent link and so
+// moves again at every call, a record placed by two links, a link back to an earlier record.
+TEST(ChainMemo, EveryStepLeavesTheBitsOfAFullEvaluation) {
+  std::mt19937 rng(11);
+  std::uniform_real_distribution<double> value(-200.0, 200.0);
+  const double specials[] = {0.0, -0.0, 90.0, std::nan("")};
+  enum Surgery { kNoSurgery, kCutA, kSecondLinkToC, kLinkBack };
+  const struct {
+    const char* name;
+    Surgery surgery;
+  } machines[] = {{"DemoHead", kNoSurgery},    {"Trunnion", kNoSurgery},
+                  {"HeadTable", kNoSurgery},   {"ThreeRotary", kNoSurgery},
+                  {"IndexedTable", kNoSurgery}, {"Trunnion", kCutA},
+                  {"Trunnion", kSecondLinkToC}, {"Trunnion", kLinkBack}};
+  for (const auto& machine : machines) {
+    SCOPED_TRACE(testing::Message() << machine.name << " " << machine.surgery);
+    State st;
+    ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text(machine.name)), 0);
+    Model& m = st.machine;
+    const int a = record_index_by_id(st, kIdA), c = record_index_by_id(st, kIdC);
+    const int x = record_index_by_id(st, kIdX), z = record_index_by_id(st, kIdZ);
+    const bool cut = machine.surgery == kCutA;
+    if (cut)
+      for (int i = 0; i < m.record_count; ++i)
+        for (Link& l : m.records[i].links)
+          if (l.child == a) l.child = kNone;
+    AxisRecord* from = machine.surgery == kSecondLinkToC ? &m.records[z]
+                       : machine.surgery == kLinkBack    ? &m.records[c]
+                                                         : nullptr;
+    if (from != nullptr) {
+      ASSERT_LT(from->link_count, kMaxLinks);
+      Link& l = from->links[from->link_count++];
+      l = from->links[0];
+      l.child = machine.surgery == kLinkBack ? x : c;
+    }
+    m.chain_memo.valid = false;  // as every change of the geometry does
+    double q[6] = {0, 0, 0, 0, 0, 0};
+    for (int step = 0; step < 400; ++step) {
+      SCOPED_TRACE(step);
+      const int k = static_cast<int>(rng() % 7);
+      // NaN only where nothing keeps it: a record that moves at every call would carry it on.
+      if (k < 6) q[k] = rng() % 5 == 0 ? specials[rng() % (cut ? 3 : 4)] : value(rng);
+      if (step % 97 == 96) {
+        const double t[16] = {0, -1, 0, value(rng), 1, 0, 0, value(rng), 0, 0, 1, 0, value(rng)};
+        place_workpiece(st, t);
+      }
+      if (step == 250) st.eps = 2.0;  // every column then counts as along its axis
+      if (step == 300) st.eps = 1e-6;
+      State full;
+      full.machine = st.machine;
+      full.eps = st.eps;
+      full.machine.chain_memo.valid = false;
+      evaluate_chain(full, q);
+      evaluate_chain(st, q);
+      for (int i = 0; i < st.machine.record_count; ++i) {
+        const AxisRecord& got = st.machine.records[i];
+        const AxisRecord& want = full.machine.records[i];
+        ASSERT_EQ(std::memcmp(got.origin, want.origin, sizeof got.origin), 0) << "record " << i;
+        ASSERT_EQ(std::memcmp(got.frame, want.frame, sizeof got.frame), 0) << "record " << i;
+      }
+    }
   }
 }
 
