@@ -55,7 +55,7 @@ int angle_index(const Model& m, int list_pos) {
 
 double largest_change(const double sol[3], const double prev[3]) {
   double e = 0.0;
-  for (int i = 0; i < 3; ++i) e = std::fmax(e, std::fabs(sol[i] - prev[i]));
+  for (int i = 0; i < 3; ++i) e = running_max(e, std::fabs(sol[i] - prev[i]));
   return e;
 }
 

@@ -260,6 +260,10 @@ inline void rotate_frame(const double axis[3], double angle, double m[9], double
   rotate_frame_cs(axis, std::cos(angle), std::sin(angle), m, col);
 }
 
+// std::fmax for a running maximum of magnitudes that starts at +0: it is never NaN itself, a NaN
+// value leaves it as it is, and no -0 comes in. One comparison instead of a library call.
+inline double running_max(double max, double value) { return value > max ? value : max; }
+
 inline double acos_clamped(double x) {
   if (x > 1.0) return 0.0;
   if (x < -1.0) return std::acos(-1.0);

@@ -234,7 +234,9 @@ double Planner::motion(const double a[3], const double b[3], double sa, double s
     if (!facts_.has_axis[3 + i]) continue;
     double d = std::fabs(b[i] - a[i]);
     // The short way round an axis without limits (remainder leaves up to half a turn alone).
-    if (!facts_.limited[i] && d > 180.0) d = std::fabs(std::remainder(d, 360.0));
+    // Up to a turn and a half that is d - 360, exactly, without the library call.
+    if (!facts_.limited[i] && d > 180.0)
+      d = d <= 540.0 ? std::fabs(d - 360.0) : std::fabs(std::remainder(d, 360.0));
     if (free_turn && i == facts_.first_free) d *= kPoleTurnWeight;
     if (!(d <= largest)) largest = d;
     if (i == facts_.first_free) first = d;
@@ -445,7 +447,7 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
   if (have_last_ && !h.move.rapid && opt_.choice == Choice::path && !facts_.three_rotary) {
     double turn = 0.0;
     for (int i = 0; i < 3; ++i)
-      if (facts_.has_axis[3 + i]) turn = std::fmax(turn, std::fabs(abc[i] - last_pos_[3 + i]));
+      if (facts_.has_axis[3 + i]) turn = running_max(turn, std::fabs(abc[i] - last_pos_[3 + i]));
     if (turn > kUnwindDegrees) {
       const double cost =
           motion(last_pos_ + 3, abc, near_first_axis(last_axis_, h.move.axis), true);
@@ -510,7 +512,7 @@ void Planner::deviation(const double p0[6], const double p1[6], const double t0[
   // it too comes near the tolerance.
   static const double kAt[7] = {0.5, 0.25, 0.75, 0.125, 0.375, 0.625, 0.875};
   double turn = 0.0;
-  for (int k = 3; k < 6; ++k) turn = std::fmax(turn, std::fabs(p1[k] - p0[k]));
+  for (int k = 3; k < 6; ++k) turn = running_max(turn, std::fabs(p1[k] - p0[k]));
   const int settled_after = turn <= kSmallTurn ? 1 : 3;
   for (int i = 0; i < 7; ++i) {
     if (i >= settled_after && *tip_dev <= 0.7 * opt_.tolerance &&
@@ -520,8 +522,8 @@ void Planner::deviation(const double p0[6], const double p1[6], const double t0[
     double p[6], tip[3], axis[3];
     for (int k = 0; k < 6; ++k) p[k] = p0[k] + (p1[k] - p0[k]) * s;
     forward(st_, p, tip, axis);
-    *tip_dev = std::fmax(*tip_dev, distance_to_segment(tip, t0, t1));
-    *axis_dev = std::fmax(*axis_dev, angle_to_arc(axis, d0, d1));
+    *tip_dev = running_max(*tip_dev, distance_to_segment(tip, t0, t1));
+    *axis_dev = running_max(*axis_dev, angle_to_arc(axis, d0, d1));
   }
 }
 
