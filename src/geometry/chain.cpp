@@ -28,7 +28,8 @@ __attribute__((always_inline)) inline void move_record(State& st, int i, double 
                     frame_basis(d, r.frame, st.eps, &st.frame_memo[i]));
 }
 
-__attribute__((always_inline)) inline void place_child(const AxisRecord& r, const Link& l, AxisRecord& c) {
+__attribute__((always_inline)) inline void place_child(const AxisRecord& r, const Link& l,
+                                                     AxisRecord& c) {
   double off[3];
   m3apply(r.frame, l.translation, off);
   vadd(r.origin, off, c.origin);
@@ -52,7 +53,8 @@ void evaluate_every_record(State& st, const double q[6], int count) {
   }
 }
 
-// Bit of the values that changed at every evaluation: a root that moves moves once more each time.
+// The bit of a value that changes at every evaluation: a root that moves moves once more each
+// time.
 constexpr unsigned kEveryTime = 1u << 6;
 
 // The parent whose link places each record last and the values each record's result depends on,
