@@ -117,7 +117,8 @@ TEST_F(AxisQueries, FixeFlagAndInvertedToolAxisTest) {
   EXPECT_EQ(tool_record(st, zero), 0);
   EXPECT_EQ(d[2], 0.0);
   State empty;  // nothing loaded: no tool record, every identifier missing
-  EXPECT_EQ(tool_record(empty, v), 1);
+  double none[3] = {0, 0, 0};
+  EXPECT_EQ(tool_record(empty, none), 1);
   EXPECT_EQ(axis_type(empty, kIdFrame), -100);
   EXPECT_EQ(axis_parent(empty, kIdWorkpiece), -300);
 }
