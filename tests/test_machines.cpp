@@ -78,4 +78,12 @@ bool within_rotary_travel(const k5x::State& st, const double abc[3]) {
   return true;
 }
 
+void expect_values(const double* got, std::initializer_list<double> want, double tol) {
+  int i = 0;
+  for (double w : want) {
+    EXPECT_NEAR(got[i], w, tol) << "value " << i;
+    ++i;
+  }
+}
+
 }  // namespace k5x_test

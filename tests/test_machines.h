@@ -3,6 +3,10 @@
 #ifndef K5X_TESTS_TEST_MACHINES_H
 #define K5X_TESTS_TEST_MACHINES_H
 
+#include <gtest/gtest.h>
+
+#include <array>
+#include <initializer_list>
 #include <string>
 
 #include "machine/machine_model.h"
@@ -25,6 +29,20 @@ void chain_tool_direction(k5x::State& st, const double abc[3], double dir[3]);
 double angle_between_deg(const double a[3], const double b[3]);
 // True when A, B and C lie within the loaded travel, tolerance included.
 bool within_rotary_travel(const k5x::State& st, const double abc[3]);
+// Each of got's values within tol of want's, reported by index.
+void expect_values(const double* got, std::initializer_list<double> want, double tol = 1e-9);
+
+// A test with a state of its own, which load() fills or fails the test.
+class MachineTest : public ::testing::Test {
+ protected:
+  void load(const std::string& text) { ASSERT_EQ(load_text(st, text), 0); }
+  std::array<double, 3> direction_at(const std::array<double, 3>& abc) {  // by the chain
+    std::array<double, 3> d;
+    chain_tool_direction(st, abc.data(), d.data());
+    return d;
+  }
+  k5x::State st;
+};
 
 }  // namespace k5x_test
 

@@ -116,14 +116,11 @@ TEST_F(AxisQueries, FixeFlagAndInvertedToolAxisTest) {
   EXPECT_EQ(d[2], -1.0);
   EXPECT_EQ(tool_record(st, zero), 0);
   EXPECT_EQ(d[2], 0.0);
-}
-
-TEST(AxisQueriesEmpty, EverythingMissing) {
-  State st;
-  double v[3] = {0, 0, 0};
-  EXPECT_EQ(tool_record(st, v), 1);  // no tool record
-  EXPECT_EQ(axis_type(st, kIdFrame), -100);
-  EXPECT_EQ(axis_parent(st, kIdWorkpiece), -300);
+  State empty;  // nothing loaded: no tool record, every identifier missing
+  double none[3] = {0, 0, 0};
+  EXPECT_EQ(tool_record(empty, none), 1);
+  EXPECT_EQ(axis_type(empty, kIdFrame), -100);
+  EXPECT_EQ(axis_parent(empty, kIdWorkpiece), -300);
 }
 
 }  // namespace

@@ -14,17 +14,14 @@
 namespace {
 
 using namespace k5x;
+using k5x_test::expect_values;
 using Vec = std::array<double, 3>;
 
-void expect_vec(const Vec& want, const double* got, double tol = 1e-9) {
-  for (int k = 0; k < 3; ++k) EXPECT_NEAR(want[k], got[k], tol) << "component " << k;
-}
 // Column c of a row-major 3x3 frame.
 Vec col(const double* m, int c) { return {m[c], m[3 + c], m[6 + c]}; }
 
-class Chain : public ::testing::Test {
+class Chain : public k5x_test::MachineTest {
  protected:
-  void load(const std::string& text) { ASSERT_EQ(k5x_test::load_text(st, text), 0); }
   void eval(double x, double y, double z, double a, double b, double c) {
     const double q[6] = {x, y, z, a, b, c};
     evaluate_chain(st, q);
@@ -34,7 +31,6 @@ class Chain : public ::testing::Test {
     if (r == nullptr) ADD_FAILURE() << "no record " << id;
     return r != nullptr ? *r : st.machine.records[0];
   }
-  State st;
 };
 
 // Two X slides (both move, offset 5) carry the tool; a Y table carries the workpiece.
@@ -52,11 +48,11 @@ const char kTableC[] =
 TEST_F(Chain, LinearAxesMoveByValueMinusOffsetAndTableSidesNegated) {
   load(kLinear);
   eval(15, 7, 0, 0, 0, 0);
-  expect_vec({20, 0, 100}, rec(kIdTool).origin);
-  expect_vec({0, -7, 0}, rec(kIdWorkpiece).origin);
+  expect_values(rec(kIdTool).origin, {20, 0, 100});
+  expect_values(rec(kIdWorkpiece).origin, {0, -7, 0});
   eval(5, 0, 0, 0, 0, 0);  // back at the reference: nothing accumulates between calls
-  expect_vec({0, 0, 100}, rec(kIdTool).origin);
-  expect_vec({0, 0, 0}, rec(kIdWorkpiece).origin);
+  expect_values(rec(kIdTool).origin, {0, 0, 100});
+  expect_values(rec(kIdWorkpiece).origin, {0, 0, 0});
 }
 
 TEST_F(Chain, HeadRotationsComposeAndEmptyStateDoesNothing) {
@@ -65,16 +61,16 @@ TEST_F(Chain, HeadRotationsComposeAndEmptyStateDoesNothing) {
   // long. C = 90 first turns B's axis from +Y to -X; B = 90 about -X then turns -Z to -Y.
   st.machine.tool_length = 50;
   eval(0, 0, 0, 0, 90, 90);
-  expect_vec({0, -150, 150}, rec(kIdTool).origin);
-  expect_vec({0, -1, 0}, col(rec(kIdTool).frame, 2).data());
+  expect_values(rec(kIdTool).origin, {0, -150, 150});
+  expect_values(col(rec(kIdTool).frame, 2).data(), {0, -1, 0});
   double tip[3];
   tool_tip(st, tip);  // origin minus the length along the tool's Z
-  expect_vec({0, -100, 150}, tip);
+  expect_values(tip, {0, -100, 150});
   State empty;  // nothing loaded: evaluation does nothing, and the tip is the origin
   const double q[6] = {1, 2, 3, 4, 5, 6};
   evaluate_chain(empty, q);
   tool_tip(empty, tip);
-  expect_vec({0, 0, 0}, tip, 0);
+  expect_values(tip, {0, 0, 0}, 0);
 }
 
 TEST_F(Chain, TurnedFrameIsNeverResetAndCarriesTheChain) {
@@ -84,9 +80,9 @@ TEST_F(Chain, TurnedFrameIsNeverResetAndCarriesTheChain) {
   for (int pass = 0; pass < 2; ++pass) {
     SCOPED_TRACE(pass);
     eval(0, 0, 10, 0, 0, 0);
-    expect_vec({0, 0, -10}, rec(kIdZ).origin);  // Z slides along the frame's -Z
-    expect_vec({0, 0, -110}, rec(kIdTool).origin);
-    expect_vec({0, 0, -1}, col(rec(kIdWorkpiece).frame, 2).data());
+    expect_values(rec(kIdZ).origin, {0, 0, -10});  // Z slides along the frame's -Z
+    expect_values(rec(kIdTool).origin, {0, 0, -110});
+    expect_values(col(rec(kIdWorkpiece).frame, 2).data(), {0, 0, -1});
   }
 }
 
@@ -191,9 +187,9 @@ TEST_F(Chain, TableAxisTurnsTheWorkpieceTheOtherWay) {
   // The pallet slides along its turned axis (world +X), negated as a workpiece-side axis. Half a
   // turn the other way puts its point at (10, 0, 0) from the pivot: nothing accumulates.
   eval(0, 5, 0, 0, 0, 90);
-  expect_vec({5, 10, 0}, rec(kIdWorkpiece).origin);
+  expect_values(rec(kIdWorkpiece).origin, {5, 10, 0});
   eval(0, 0, 0, 0, 0, -180);
-  expect_vec({20, 0, 0}, rec(kIdWorkpiece).origin);
+  expect_values(rec(kIdWorkpiece).origin, {20, 0, 0});
 }
 
 // Rows of Rz(phi + 90) Rx(theta): the third column is the unit direction, the first horizontal.

@@ -12,30 +12,21 @@
 
 namespace {
 
-using k5x::State;
 using k5x_test::angle_between_deg;
 using Vec = std::array<double, 3>;
 
-class Solver : public ::testing::Test {
+class Solver : public k5x_test::MachineTest {
  protected:
-  void load(const std::string& text) { ASSERT_EQ(k5x_test::load_text(st, text), 0); }
-  // The tool direction at these rotary values, read from the chain.
-  Vec dir_at(const double abc[3]) {
-    Vec d;
-    k5x_test::chain_tool_direction(st, abc, d.data());
-    return d;
-  }
   int solve(const Vec& dir, const Vec& prev) {
     return k5x::solve_direction(st, dir.data(), prev.data(), out);
   }
   // Angle in degrees between the wanted direction and the one the chain gives at sol.
   double miss(const double sol[3], const Vec& want) {
-    return angle_between_deg(dir_at(sol).data(), want.data());
+    return angle_between_deg(direction_at({sol[0], sol[1], sol[2]}).data(), want.data());
   }
   void expect_out(const Vec& want, double tol = 0.0) {
     for (int i = 0; i < 3; ++i) EXPECT_NEAR(out[i], want[i], tol) << "angle " << i;
   }
-  State st;
   double out[3] = {99.0, 99.0, 99.0};
 };
 
@@ -58,10 +49,10 @@ TEST_F(Solver, BothSolutionsReproduceTheDirection) {
       for (const Vec& prev : seeds) {
         for (double a1 = -165.0; a1 <= 180.0; a1 += 23.0) {
           for (double a2 = p.f2_min; a2 <= p.f2_max; a2 += 17.0) {
-            double abc[3] = {0.0, 0.0, 0.0};
+            Vec abc = {0.0, 0.0, 0.0};
             abc[p.f1] = a1;
             abc[p.f2] = a2;
-            const Vec want = dir_at(abc);
+            const Vec want = direction_at(abc);
             SCOPED_TRACE(testing::Message() << p.machine << " mode " << mode << " at " << a1
                                             << ", " << a2 << " from " << prev[p.f1] << ", "
                                             << prev[p.f2]);
@@ -92,8 +83,7 @@ TEST_F(Solver, BothSolutionsReproduceTheDirection) {
 // With B = +-30 equally far, the first is +alpha + beta = 150 + 180, i.e. -30.
 TEST_F(Solver, ChoiceBetweenTheTwoSolutions) {
   load(k5x_test::machine_text("DemoHead"));
-  const double at[3] = {0.0, 30.0, 0.0};
-  const Vec want = dir_at(at);
+  const Vec want = direction_at({0.0, 30.0, 0.0});
   const double cases[][5] = {  // mode, previous B and C, expected B and C
       {1, -100.0, 80.0, 30.0, 0.0},  {2, -100.0, 80.0, -30.0, 180.0},
       {2, -5.0, 10.0, -30.0, 180.0}, {2, 0.0, 0.0, -30.0, 180.0},
@@ -128,8 +118,7 @@ TEST_F(Solver, SecondAxisHalfATurnAwayStaysAndToolAlongFirstKeepsIt) {
 
 TEST_F(Solver, LockedAxesAreHeldAtThePreviousValue) {
   load(k5x_test::machine_text("DemoHead"));
-  const double at[3] = {0.0, 40.0, 30.0};
-  const Vec want = dir_at(at);
+  const Vec want = direction_at({0.0, 40.0, 30.0});
   st.machine.records[st.machine.letter[5]].locked = 1;  // C locked: only B moves
   EXPECT_EQ(solve(want, {0.0, -10.0, 30.0}), 0);
   expect_out({0.0, 40.0, 30.0}, 1e-9);
@@ -204,8 +193,7 @@ TEST_F(Solver, SecondAxisAlongTheToolKeepsItsValue) {
 // Three free axes: the one nearest the workpiece (the C table) is held at its previous value.
 TEST_F(Solver, ThreeFreeAxesHoldTheFirst) {
   load(k5x_test::machine_text("ThreeRotary"));
-  const double at[3] = {10.0, 20.0, 25.0};
-  const Vec want = dir_at(at);
+  const Vec want = direction_at({10.0, 20.0, 25.0});
   EXPECT_EQ(solve(want, {0.0, 0.0, 25.0}), 0);
   EXPECT_EQ(out[2], 25.0);
   EXPECT_LT(miss(out, want), 1e-6);

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <string>
-#include <tuple>
 
 #include "motion/interpolation.h"
 #include "test_machines.h"
@@ -20,48 +19,18 @@ void expect_near(const std::array<double, N>& want, const double* got, double to
   for (size_t k = 0; k < N; ++k) EXPECT_NEAR(want[k], got[k], tol) << "value " << k;
 }
 
-class Transforms : public ::testing::Test {
+class Transforms : public k5x_test::MachineTest {
  protected:
-  void load(const std::string& text) { ASSERT_EQ(0, k5x_test::load_text(st, text)); }
   Vec tip(const Vec& xyz, const Vec& abc) {
     Vec p;
     EXPECT_EQ(0, k5x::tip_at(st, xyz.data(), abc.data(), p.data()));
     return p;
   }
-  State st;
 };
 
-// Each conversion against its inverse, on the three machine types under every rtcp setting:
-// a point to machine values and back, machine values to local ones and back.
-class RoundTrip : public Transforms,
-                  public ::testing::WithParamInterface<std::tuple<const char*, int>> {};
-
-TEST_P(RoundTrip, ConversionsAndTheirInverses) {
-  load(k5x_test::machine_text(std::get<0>(GetParam())));
-  k5x::set_rtcp(st, std::get<1>(GetParam()));
-  for (const Six& c : {Six{0.0, 0.0, 0.0, 0.0, 0.0, 0.0}, Six{12.5, -40.0, 7.0, 0.0, 0.0, 0.0},
-                       Six{-80.0, 33.0, 120.0, 20.0, -35.0, 75.0},
-                       Six{5.0, 5.0, -60.0, -15.0, 60.0, -140.0},
-                       Six{-250.0, 90.0, -15.0, -20.0, 70.0, -30.0}}) {
-    SCOPED_TRACE(testing::Message() << c[0] << ", " << c[4]);
-    const Vec p = {c[0], c[1], c[2]}, abc = {c[3], c[4], c[5]};
-    Vec xyz = {0.0, 0.0, 0.0};
-    k5x::place_tip(st, p.data(), abc.data(), xyz.data());
-    expect_near(p, tip(xyz, abc).data(), 1e-8);
-    double l[6], back[6];
-    EXPECT_EQ(0, k5x::machine_to_programmed(st, c.data(), l));
-    EXPECT_EQ(0, k5x::programmed_to_machine(st, l, back));
-    expect_near(c, back, 1e-8);
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Machines, RoundTrip,
-                         ::testing::Combine(::testing::Values("DemoHead", "Trunnion", "HeadTable"),
-                                            ::testing::Values(0, 1, 2)));
-
-// B pivots at z 150 about +Y; the tool point 150 below it swings to (-150, 0, 150) at B 90. The
-// workpiece sits at the frame origin after the load's identity placement.
-TEST_F(Transforms, HeadRotationMovesTipAndDirection) {
+// DemoHead: B pivots at z 150 about +Y; the tool point 150 below it swings to (-150, 0, 150) at
+// B 90. The workpiece sits at the frame origin after the load's identity placement, until placed.
+TEST_F(Transforms, HeadRotationOffsetsAndPlacedWorkpiece) {
   load(k5x_test::machine_text("DemoHead"));
   const Vec xyz = {10.0, 20.0, 30.0}, b90 = {0.0, 90.0, 0.0}, rest = {0.0, 0.0, 0.0};
   double v[3];
@@ -72,12 +41,9 @@ TEST_F(Transforms, HeadRotationMovesTipAndDirection) {
   expect_near(Vec{-130.0, 20.0, 180.0}, tip(xyz, b90).data());
   k5x::tool_axis_at(st, xyz.data(), b90.data(), v);  // the tool's -Z turned to -X, 10 long
   expect_near(Vec{-10.0, 0.0, 0.0}, v);
-}
-
-// Head offset at B 90: tip (-150, 0, 150) minus the C pivot (0, 0, 300). m2l and machine2tool
-// apply it under opposite rtcp settings.
-TEST_F(Transforms, HeadOffsetAsymmetryBetweenM2lAndMachine2tool) {
-  load(k5x_test::machine_text("DemoHead"));
+  // Head offset at B 90: tip (-150, 0, 150) minus the C pivot (0, 0, 300). m2l and machine2tool
+  // apply it under opposite rtcp settings (the tool length back at 0).
+  st.machine.tool_length = 0.0;
   const Six m = {0.0, 0.0, 0.0, 0.0, 90.0, 0.0}, offset = {-150.0, 0.0, -150.0, 0.0, 90.0, 0.0};
   const Six tip_at = {-150.0, 0.0, 150.0, 0.0, 90.0, 0.0};
   const Six* expected[3][2] = {{&m, &offset}, {&tip_at, &offset}, {&offset, &m}};  // per rtcp
@@ -90,11 +56,8 @@ TEST_F(Transforms, HeadOffsetAsymmetryBetweenM2lAndMachine2tool) {
     expect_near(*expected[rtcp][0], l);
     expect_near(*expected[rtcp][1], t);
   }
-}
-
-TEST_F(Transforms, SetPieceTakesZFromElementTwelve) {
-  load(k5x_test::machine_text("DemoHead"));
   // Rz(90) at (5, 6, 7); element 11 holds a decoy that must not be read.
+  k5x::set_rtcp(st, 1);
   const double t[16] = {0, -1, 0, 5, 1, 0, 0, 6, 0, 0, 1, 1000, 7, 0, 0, 1};
   ASSERT_EQ(0, k5x::place_workpiece(st, t));
   const k5x::AxisRecord& w = st.machine.records[st.machine.workpiece];
@@ -121,7 +84,8 @@ TEST_F(Transforms, TipAndDirectionInRotatedWorkpiece) {
   expect_near(Vec{0.0, -100.0, 0.0}, v);
 }
 
-// A B head pivoting at x 0.3 over a tool point at x 0.3, on X and Z only.
+// A B head pivoting at x 0.3 over a tool point at x 0.3, on X and Z only. (How rtcp 1 groups
+// its sums, to the bit, is the golden record's to guard.)
 TEST_F(Transforms, LinearValuesOnAnXZMachine) {
   load("nommachine = G\nbati = Z, F\naxe = AXE_X, X, X\naxe = AXE_Z, Z, Z\n"
        "rotation = AXE_B, Y, 0, 1, 0.3, 0, 120, B\noutil = Z, 0.3, 0, 0\nlien = AXE_BATI\n"
@@ -131,15 +95,6 @@ TEST_F(Transforms, LinearValuesOnAnXZMachine) {
   double xyz[3] = {0.0, 123.0, 0.0};
   EXPECT_EQ(0, k5x::place_tip(st, p, abc, xyz));
   expect_near(Vec{3.7, 123.0, -9.0}, xyz);
-  // Rtcp 1 rebuilds the linear values as F^-1 ((w - pivot) + W l) - F^-1 (tip - pivot), grouped
-  // as written: with w.x 0.1, pivot.x 0.3 and l.x 0.2 the rounding of that grouping shows.
-  const double t[16] = {1, 0, 0, 0.1, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-  ASSERT_EQ(0, k5x::place_workpiece(st, t));
-  k5x::set_rtcp(st, 1);
-  const double l[6] = {0.2, 0.0, 0.0, 0.0, 0.0, 0.0}, w = 0.1, pivot = 0.3, tip_x = 0.3;
-  double m[6];
-  EXPECT_EQ(0, k5x::programmed_to_machine(st, l, m));
-  EXPECT_EQ(((w - pivot) + l[0]) - (tip_x - pivot), m[0]);
 }
 
 // Step counts by hand, tolerance 0.05. HeadTable: B pivot 120 above the tool point, tool length

@@ -63,26 +63,6 @@ TEST(KernelMatrix, MulEvenWhenAliasedAndInverseThreshold) {
   EXPECT_EQ(m3inverse(at, n, kEps), 0);
 }
 
-// Second route: Rodrigues' formula v cos + (n x v) sin + n (n.v)(1 - cos). The first row is the
-// quarter turn of X about Z, which must give Y.
-TEST(KernelRotation, VectorMatchesRodrigues) {
-  const struct {
-    double n[3], v[3], angle;
-  } cases[] = {{{0, 0, 1}, {1, 0, 0}, kPi / 2},        {{1, 2, 2}, {0.3, -1.2, 2.5}, 0.4},
-               {{1, 2, 2}, {0.3, -1.2, 2.5}, -1.1},    {{1, 2, 2}, {0.3, -1.2, 2.5}, 6.0},
-               {{0, -1, 0}, {0, 0, 5}, 3.0}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.angle);
-    double n[3] = {c.n[0], c.n[1], c.n[2]}, v[3] = {c.v[0], c.v[1], c.v[2]}, x[3];
-    vnormalize(n, kEps);
-    rotate_vector(n, c.angle, v, kEps);
-    vcross(n, c.v, x);
-    const double d = vdot(n, c.v), co = std::cos(c.angle), si = std::sin(c.angle);
-    for (int i = 0; i < 3; ++i)
-      EXPECT_NEAR(v[i], c.v[i] * co + x[i] * si + n[i] * d * (1 - co), 1e-12) << i;
-  }
-}
-
 TEST(KernelRotation, AlongTheAxisUnchangedAndFrameRebuilt) {
   const double n[3] = {0, 0.6, 0.8}, z[3] = {0, 0, 1};
   double v[3] = {0, 0.6 * 3.7, 0.8 * 3.7}, before[3];

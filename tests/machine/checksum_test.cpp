@@ -37,7 +37,7 @@ uint32_t checksum_of(State& st, int mode) {
 
 // ---- the hash ----
 
-TEST(HashTest, SignedBytesFromTheStartValue) {
+TEST(HashTest, SignedBytesFromTheStartValueReducedEvery5552) {
   // abc, FF and 80 are the documented examples; 80 80 was worked by hand: a and b go below zero
   // (mod 2^32) and are reduced once, giving 0xFF54FFD3 where unsigned bytes would not.
   const std::pair<Bytes, uint32_t> rows[] = {{{'a', 'b', 'c'}, 0x024D0127u}, {{0xFF}, 0u},
@@ -45,9 +45,7 @@ TEST(HashTest, SignedBytesFromTheStartValue) {
   for (const auto& r : rows) EXPECT_EQ(hash(1, r.first), r.second) << r.first.size() << " bytes";
   EXPECT_EQ(checksum_update(0xDEADBEEFu, nullptr, 0), 1u);
   EXPECT_EQ(checksum_update(0xDEADBEEFu, rows[0].first.data(), 0), 0xDEADBEEFu);
-}
-
-TEST(HashTest, SumsAreReducedEvery5552BytesOfACall) {
+  // The sums are reduced every 5552 bytes of a call.
   Bytes b(5553, 0);
   b.front() = b.back() = 0x80;
   // By hand: reduced after byte 5552 this gives 0x3DCE00C3; one unreduced block would give

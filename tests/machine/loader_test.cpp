@@ -103,7 +103,7 @@ TEST_F(Loader, FailedLineKeepsWhatWasReadBefore) {
   }
 }
 
-TEST_F(Loader, BlanksVanishButTabsStay) {
+TEST_F(Loader, BlanksVanishTabsStayAndLongLinesSplit) {
   ASSERT_EQ(load_base("\tnommachine = Other\n\ttolerance = 3\naxe = A XE_Y , Y, Slide  Y\n"), 0);
   EXPECT_STREQ(m.name, "Base");
   EXPECT_EQ(m.tolerance, 0.05);
@@ -111,9 +111,7 @@ TEST_F(Loader, BlanksVanishButTabsStay) {
   EXPECT_STREQ(m.records[m.letter[1]].name, "SlideY");
   ASSERT_EQ(load_base("nommachine = My Mill 2\n"), 0);
   EXPECT_STREQ(m.name, "MyMill2");
-}
-
-TEST_F(Loader, PieceOfALineLongerThan511IsALineOfItsOwn) {
+  // The piece of a line longer than 511 is a line of its own.
   const std::string comment = "; " + std::string(509, '.');  // 511 characters
   ASSERT_EQ(load_base(comment + "mode = 1\n"), 0);
   EXPECT_EQ(m.mode, 1);
@@ -180,6 +178,12 @@ TEST_F(Loader, IncrementLines) {
   EXPECT_EQ(load_base(""), 0);
   EXPECT_EQ(settings(), std::make_pair(0.125, 0));
   unsetenv("K5X_INCREMENTS_MAX_DEVIATION");
+  // Only a positive deviation is taken; a load forgets the largest deviation seen.
+  set_increment_behaviour(st_, 2, 0.0);
+  EXPECT_EQ(settings(), std::make_pair(0.125, 2));
+  st_.machine.deviation_max = 3.0;
+  ASSERT_EQ(load_base(""), 0);
+  EXPECT_EQ(largest_increment_deviation(st_), 0.0);
 }
 
 TEST_F(Loader, CollisionFlagsGoToTheLastMatchingRecordOnly) {
@@ -200,6 +204,10 @@ TEST_F(Loader, LetterAndNumericDirections) {
   expect_vec(rec("A1").direction, {0, -1, 0}, "A1");
   expect_vec(rec("Y1").direction, {0, 0.6, 0.8}, "Y1");
   EXPECT_EQ(std::make_pair(rec("C1").law, rec("C1").sense), std::make_pair(2, -1));
+  // The same letter twice: the later takes the slot, the earlier stays a rotary record.
+  ASSERT_EQ(load_base("rotation = AXE_B, Z, 0, 1, 0, 0, 0, HB2\n"), 0);
+  EXPECT_EQ(m.letter[4], index_of(st_, "HB2"));
+  EXPECT_EQ(rec("HB").kind, kKindRotary);
 }
 
 // Expected matrices: the identity's columns turned by hand with the right-hand rule.
@@ -286,12 +294,6 @@ TEST_F(Loader, AxesUnderTheWorkpieceHaveNegatedFactors) {
                                                     {"CradleA", -deg}, {"SlideY", -1.0},
                                                     {"RamZ", 1.0},     {"HeadB", deg}};
   for (const auto& f : factors) EXPECT_EQ(rec(f.first).factor, f.second) << f.first;
-}
-
-TEST_F(Loader, SameLetterTwiceKeepsTheLaterInTheSlot) {
-  ASSERT_EQ(load_base("rotation = AXE_B, Z, 0, 1, 0, 0, 0, HB2\n"), 0);
-  EXPECT_EQ(m.letter[4], index_of(st_, "HB2"));
-  EXPECT_EQ(rec("HB").kind, kKindRotary);
 }
 
 TEST_F(Loader, ALoadResetsTheMachineButNotEpsilon) {

@@ -42,18 +42,5 @@ TEST(ModelTest, RecordNewLinksAtMostTwoChildrenAndNineRecords) {
   EXPECT_EQ(std::make_pair(m.record_count, m.records[1].link_count), std::make_pair(kMaxRecords, 0));
 }
 
-TEST(ModelTest, RecordByIdCoversOnlyTheNineIdentifiers) {
-  State st;
-  const AxisRecord* r = st.machine.records;
-  st.machine.tool = 2;
-  st.machine.workpiece = 1;
-  st.machine.frame = 0;
-  st.machine.letter[5] = 3;
-  EXPECT_EQ(std::make_tuple(record_by_id(st, kIdTool), record_by_id(st, kIdWorkpiece),
-                            record_by_id(st, kIdFrame), record_by_id(st, kIdC)),
-            std::make_tuple(r + 2, r + 1, r, r + 3));
-  for (int id : {7, -3, -5, kIdB}) EXPECT_EQ(record_by_id(st, id), nullptr) << id;
-}
-
 }  // namespace
 }  // namespace k5x

@@ -16,7 +16,7 @@ using V3 = std::array<double, 3>;
 
 constexpr double kDeg = k5x::kPi / 180.0;
 
-class Increments : public ::testing::Test {
+class Increments : public k5x_test::MachineTest {
  protected:
   // Loads an embedded machine and gives each of its rotary axes the step, unless it is -1.
   void load(const char* name, double step = -1.0) {
@@ -24,32 +24,12 @@ class Increments : public ::testing::Test {
     for (int id = k5x::kIdA; id <= k5x::kIdC && step != -1.0; ++id)
       k5x::set_axis_increment(st, id, step);
   }
-  V3 direction_at(const V3& abc) {  // by the chain
-    V3 d;
-    k5x_test::chain_tool_direction(st, abc.data(), d.data());
-    return d;
-  }
   double compute(const V3& in, const V3& dir) {
     return k5x::snap_to_increments(st, in.data(), dir.data(), out.data());
   }
   int& fixe(int id) { return k5x::record_by_id(st, id)->locked; }
-  k5x::State st;
   V3 out;
 };
-
-TEST_F(Increments, ToleranceTakesOnlyPositiveValuesAndOutlivesReloads) {
-  load("HeadTable");
-  auto settings = [&] {
-    return std::make_tuple(k5x::get_increment_behaviour(st), k5x::get_increment_tolerance(st),
-                           k5x::largest_increment_deviation(st));
-  };
-  k5x::set_increment_behaviour(st, 2, 0.0);
-  EXPECT_EQ(settings(), std::make_tuple(2, 0.005, 0.0));
-  k5x::set_increment_behaviour(st, 1, 0.02);
-  st.machine.deviation_max = 3.0;
-  load("HeadTable");
-  EXPECT_EQ(settings(), std::make_tuple(0, 0.02, 0.0));
-}
 
 TEST_F(Increments, MachineReportsContinuousStepsButZeroForFixedOrAbsentAxes) {
   load("HeadTable");

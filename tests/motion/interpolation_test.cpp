@@ -31,7 +31,7 @@ class Linear : public ::testing::Test {
 };
 
 // Only the table tests the travel: it reports the first failing row and still fills them all.
-TEST_F(Linear, EndpointsExactExtrapolationAndTravelTestedByTheTableOnly) {
+TEST_F(Linear, EndpointsExtrapolationTravelAndTheTableBuffer) {
   EXPECT_EQ(0, k5x::interpolation(st, p0, p1, 0.0, out));
   EXPECT_EQ(v6(out), v6(p0));
   EXPECT_EQ(0, k5x::interpolation(st, p0, p1, 1.0, out));
@@ -45,16 +45,13 @@ TEST_F(Linear, EndpointsExactExtrapolationAndTravelTestedByTheTableOnly) {
   for (int i = 0; i < 4; ++i)
     EXPECT_EQ(v6(table + 6 * i), (V6{20.0 + 10 * i, -10.0 + 10 * i, 20.0 - 10 * i, 0,
                                      -120.0 + 80 * i, 55.0 + 15 * i}));
-}
-
-TEST_F(Linear, TableBuffer) {
   for (int given : {0, -7}) {  // one row, the end position
-    int n = given;
+    n = given;
     k5x::interpolation_table(st, p0, p1, &n, &table);
     ASSERT_EQ(1, n);
     EXPECT_EQ(v6(table), v6(p1));
   }
-  int n = 6;
+  n = 6;
   k5x::interpolation_table(st, p0, p1, &n, &table);
   double* first = table;
   const V6 tail = v6(table + 6 * 4);

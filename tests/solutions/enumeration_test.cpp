@@ -11,7 +11,6 @@
 
 namespace {
 
-using k5x::State;
 using V3 = std::array<double, 3>;
 using List = std::vector<V3>;
 
@@ -46,9 +45,8 @@ TEST(AxisSeeds, FollowTheRulesInOrder) {
   }
 }
 
-class Enumeration : public ::testing::Test {
+class Enumeration : public k5x_test::MachineTest {
  protected:
-  void load(const std::string& text) { ASSERT_EQ(k5x_test::load_text(st, text), 0); }
   int all(const double dir[3], int** flags = nullptr, int entry = 0) {
     count = entry;
     return k5x::all_solutions(st, dir, &count, &list, flags);
@@ -68,7 +66,6 @@ class Enumeration : public ::testing::Test {
     std::sort(v.begin(), v.end());
     return v;
   }
-  State st;
   int count = 0;
   double* list = nullptr;
   int* flags = nullptr;
@@ -135,23 +132,6 @@ TEST_F(Enumeration, FlaggedEntriesDifferingOnTheOtherAxesAreDroppedToo) {
   EXPECT_EQ(V3({list[0], list[1]}), V3({0.0, 0.0}));
 }
 
-// C folds into [0, 360) by its law 2 and travels 0 to 360. From the first seeds the solver's
-// mode-0 answer is (B 30, C -30), out of travel; its folded form (30, 330) is checked by direction
-// with the tool length raised from 0 and becomes the first entry. Without that retry the first
-// in-travel entry would be the other branch (B -30, C 150).
-TEST_F(Enumeration, FoldedRetryComesFirstAtZeroToolLength) {
-  load(head_table("coursemaximum = AXE_C, 360\ncourseminimum = AXE_C, 0\n",
-                  "rotation = AXE_C, Z, 2, 1, 0, 0, 0, Table C\n"));
-  ASSERT_EQ(st.machine.tool_length, 0.0);
-  const double target[3] = {0.0, 30.0, -30.0};
-  double dir[3], abc[3];
-  k5x_test::chain_tool_direction(st, target, dir);
-  ASSERT_EQ(k5x::first_in_travel_solution(st, dir, abc), 1);
-  EXPECT_NEAR(abc[1], 30.0, 1e-9);
-  EXPECT_NEAR(abc[2], 330.0, 1e-9);
-  EXPECT_EQ(st.machine.tool_length, 0.0);
-}
-
 // The tool length (0 here, raised during the call) and the mode come back on every path. The
 // flag buffer keeps its own size while calls without flags grow the solution buffer alone.
 TEST_F(Enumeration, CountBuffersAndSettings) {
@@ -192,6 +172,18 @@ TEST_F(Enumeration, InitialSolutionIsTheFirstInTravel) {
   const V3 before = abc;
   EXPECT_EQ(k5x::first_in_travel_solution(st, kDown, abc.data()), 0);
   EXPECT_EQ(abc, before);
+  // C folds into [0, 360) by its law 2 and travels 0 to 360. From the first seeds the solver's
+  // mode-0 answer is (B 30, C -30), out of travel; its folded form (30, 330) is checked by
+  // direction with the tool length raised from 0 and becomes the first entry. Without that retry
+  // the first in-travel entry would be the other branch (B -30, C 150).
+  load(head_table("coursemaximum = AXE_C, 360\ncourseminimum = AXE_C, 0\n",
+                  "rotation = AXE_C, Z, 2, 1, 0, 0, 0, Table C\n"));
+  ASSERT_EQ(st.machine.tool_length, 0.0);
+  const V3 dir = direction_at({0.0, 30.0, -30.0});
+  ASSERT_EQ(k5x::first_in_travel_solution(st, dir.data(), abc.data()), 1);
+  EXPECT_NEAR(abc[1], 30.0, 1e-9);
+  EXPECT_NEAR(abc[2], 330.0, 1e-9);
+  EXPECT_EQ(st.machine.tool_length, 0.0);
 }
 
 }  // namespace

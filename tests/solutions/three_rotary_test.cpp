@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "geometry/axis_queries.h"
@@ -170,36 +171,25 @@ TEST_F(ThreeRotary, ModeTwoRetriesWithOpenTravel) {
   EXPECT_EQ(retried[2], 25 - tests[1]);
 }
 
-// Looking straight down every solve fails, and the relaxed epsilon appears only on the step 1
-// lines.
-TEST_F(ThreeRotary, ModeOneRelaxesEpsilonOnlyInStepOne) {
+// Looking straight down needs a tilt of 180: mode 1 finds nothing, mode 0 keeps the direct
+// solves that leave B's travel (5). The relaxed epsilon appears only on the step 1 lines, 0.25 in
+// mode 1 and min(0.1, 1000 * 1e-06) in mode 0, and is restored after.
+TEST_F(ThreeRotary, RelaxedEpsilonOnlyInStepOne) {
   load();
-  out[0] = 4.0;
-  EXPECT_EQ(solve(1), -1);
-  EXPECT_EQ(count("direct, lock="), 3);
-  EXPECT_EQ(count("step 1, lock="), 3);
-  EXPECT_EQ(count("t=0.25000"), 3);
+  for (const auto& [mode, relaxed, step1] :
+       {std::make_tuple(0, "t=0.00100", 9), std::make_tuple(1, "t=0.25000", 3)}) {
+    SCOPED_TRACE(mode);
+    out[0] = 4.0;
+    EXPECT_EQ(solve(mode), mode == 0 ? 5 : -1);
+    EXPECT_EQ(count("direct, lock="), 3);
+    EXPECT_EQ(count("step 1, lock="), step1);
+    EXPECT_EQ(count(relaxed), step1);
+    EXPECT_EQ(st.eps, 1e-06);
+  }
   EXPECT_EQ(count("step 1, lock=4 (A), nABC0=0"), 1);
   EXPECT_EQ(count("iRet1=-1, 0 values"), 1);
-  EXPECT_EQ(st.eps, 1e-06);
   EXPECT_EQ(out[0], 4.0);
   EXPECT_EQ(locks(), (std::vector<int>{0, 0, 1}));  // the last lock was C
-}
-
-TEST_F(ThreeRotary, ContinuousSolutionReproducesTheDirection) {
-  const struct { int mode; double a, b, c; } rows[] = {
-      {0, 10, 20, 30}, {1, 10, 20, 30}, {2, -30, 60, -120}, {0, 40, -80, 170}};
-  load();
-  for (const auto& r : rows) {
-    SCOPED_TRACE(testing::Message() << "mode " << r.mode << " A " << r.a);
-    aim_at(r.a, r.b, r.c);
-    EXPECT_EQ(solve(r.mode), 1);
-    expect_in_travel_solution();
-    EXPECT_EQ(st.eps, 1e-06);
-    EXPECT_EQ(count("k5x_ex_getabc_3r(" + std::to_string(r.mode) + ") : 3r cont."), 1);
-    // Outside modes 1 and 2 the relaxed solves run at min(0.1, 1000 * 1e-06).
-    EXPECT_TRUE(r.mode != 0 || count("step 1, lock=") == count("t=0.00100"));
-  }
 }
 
 }  // namespace

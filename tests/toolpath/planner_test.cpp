@@ -1,86 +1,17 @@
-// The toolpath layer against the library's own answers: the planner's candidate solutions are
-// exactly the in-travel solutions the enumeration lists, and a planned path stays in travel,
-// continuous and on the programmed points and axes, window after window.
+// The planner against the library's own answers: a planned path stays in travel, continuous and
+// on the programmed points and axes, window after window.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <vector>
 
 #include "geometry/transforms.h"
-#include "solutions/enumeration.h"
 #include "test_machines.h"
-#include "toolpath/kinematics.h"
 #include "toolpath/planner.h"
 
 namespace {
 
 constexpr double kDeg = 3.141592653589793 / 180.0;
-
-bool same_solution(const k5x::MachineFacts& f, const double a[3], const double b[3]) {
-  for (int i = 0; i < 3; ++i) {
-    if (!f.has_axis[3 + i]) continue;
-    double d = a[i] - b[i];
-    if (!f.limited[i]) d = std::remainder(d, 360.0);  // one representative of a free turn
-    if (!(std::fabs(d) <= 1e-6)) return false;
-  }
-  return true;
-}
-
-class Candidates : public ::testing::TestWithParam<const char*> {};
-
-TEST_P(Candidates, AreTheInTravelSolutionsTheEnumerationLists) {
-  k5x::State st;
-  ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text(GetParam())), 0);
-  st.silent = 1;
-  const k5x::MachineFacts facts = k5x::read_machine_facts(st);
-  int directions = 0;
-  for (double tilt = 3.0; tilt < 120.0; tilt += 13.0) {
-    for (double turn = -170.0; turn < 180.0; turn += 37.0) {
-      // Tilted from the tool's rest direction in the machine file's sense.
-      double dir[3] = {std::sin(tilt * kDeg) * std::cos(turn * kDeg),
-                       std::sin(tilt * kDeg) * std::sin(turn * kDeg), std::cos(tilt * kDeg)};
-      if (!facts.cam_sense)
-        for (double& c : dir) c = -c;
-      const double seed[3] = {0.0, 10.0, 20.0};
-      k5x::Candidates cand;
-      k5x::solve_all(st, facts, dir, seed, 0, &cand);
-      int count = 0;
-      double* listed = nullptr;
-      k5x::all_solutions(st, dir, &count, &listed, nullptr);
-      std::vector<double> all(listed, listed + 3 * (count > 0 ? count : 0));
-      for (int j = 0; j < cand.count; ++j) {
-        if (!cand.in_travel[j]) continue;
-        bool found = false;
-        for (int e = 0; e < count && !found; ++e) found = same_solution(facts, cand.abc[j], &all[3 * e]);
-        EXPECT_TRUE(found) << GetParam() << " tilt " << tilt << " turn " << turn
-                           << ": candidate not enumerated: " << cand.abc[j][0] << " "
-                           << cand.abc[j][1] << " " << cand.abc[j][2];
-      }
-      for (int e = 0; e < count; ++e) {
-        bool found = false;
-        for (int j = 0; j < cand.count && !found; ++j)
-          found = cand.in_travel[j] && same_solution(facts, cand.abc[j], &all[3 * e]);
-        EXPECT_TRUE(found) << GetParam() << " tilt " << tilt << " turn " << turn
-                           << ": enumerated solution missing: " << all[3 * e] << " "
-                           << all[3 * e + 1] << " " << all[3 * e + 2];
-      }
-      ++directions;
-    }
-  }
-  EXPECT_GT(directions, 50);
-}
-
-INSTANTIATE_TEST_SUITE_P(TwoRotaryMachines, Candidates,
-                         ::testing::Values("DemoHead", "Trunnion", "HeadTable"));
-
-TEST(ToolAxisSense, FollowsTheSpindleSideOfTheChain) {
-  // DemoHead points its tool along -Z with the head above; the others point it at the spindle.
-  for (const char* name : {"DemoHead", "Trunnion", "HeadTable", "ThreeRotary", "IndexedTable"}) {
-    k5x::State st;
-    ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text(name)), 0);
-    EXPECT_EQ(k5x::read_machine_facts(st).cam_sense, std::string(name) != "DemoHead") << name;
-  }
-}
 
 struct Collect : k5x::PositionSink {
   std::vector<k5x::PlannedPosition> rows;
