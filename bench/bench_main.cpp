@@ -65,7 +65,7 @@ int main(int argc, char** argv) {
   rate(reporter, "post moves/s --subdivide, coarse dome", "BM_PostFileSubdivide/0/real_time", "");
   // One iteration posts the whole 200,000-move toolpath.
   const char* fine = "BM_PostFineSubdivide/min_time:2.000/real_time";
-  // One thread and three, timed in turn within one benchmark.
+  // One thread and two, timed in turn within one benchmark.
   const char* one = "BM_PostThreads/min_time:4.000/real_time:one_thread_ms";
   const char* two = "BM_PostThreads/min_time:4.000/real_time:two_threads_ms";
   rate(reporter, "post moves/s --subdivide, fine path", fine, "target >= 600,000", 200000.0);

@@ -178,7 +178,7 @@ const std::string& fine_spiral() {
 }
 
 // The whole fine toolpath once through k5x post's pipeline, as the program runs it: on one
-// thread, or reading and solving, planning, and writing on three. Returns the rows written.
+// thread, or reading and solving on one, planning and writing on another. Returns the rows written.
 long post_pass(k5x::State& st, std::string& text, std::FILE* sink, int threads,
                k5x::Linearise linearise) {
   k5x::PlanOptions options;
@@ -190,24 +190,24 @@ long post_pass(k5x::State& st, std::string& text, std::FILE* sink, int threads,
   if (threads == 1) {
     k5x::Planner planner(st, options, &csv);
     k5x_cli::PlainToolpath toolpath(in, st.eps);
-    k5x_cli::ParsedLine p;
+    k5x_cli::ReadItem p;
     while (toolpath.next(&p))
-      if (p.kind == k5x_cli::ParsedLine::move) planner.push(p.m);
+      if (p.kind == k5x_cli::ReadItem::move) planner.push(p.m);
     planner.finish();
     positions = planner.stats().positions;
   } else {
-    k5x_cli::OutputThread output(&csv, nullptr, nullptr);
-    k5x::Planner planner(st, options, &output);
+    k5x::Planner planner(st, options, &csv);
     k5x::State solving;
     k5x::copy_state(st, solving);
     k5x::Gatherer gatherer(solving, options);
     {
-      k5x_cli::InputThread input(in, st.eps, &gatherer);
-      k5x_cli::LineBatch batch;
+      k5x_cli::PlainToolpath toolpath(in, st.eps);
+      k5x_cli::InputThread input(&toolpath, &gatherer);
+      k5x_cli::ItemBatch batch;
       k5x::Candidates cand;
       while (input.next(&batch)) {
-        for (const k5x_cli::ParsedLine& p : batch.lines) {
-          if (p.kind != k5x_cli::ParsedLine::move) continue;
+        for (const k5x_cli::ReadItem& p : batch.items) {
+          if (p.kind != k5x_cli::ReadItem::move) continue;
           batch.unpack(p, &cand);
           planner.push_gathered(p.m, cand, gatherer.start_found());
         }
@@ -215,7 +215,6 @@ long post_pass(k5x::State& st, std::string& text, std::FILE* sink, int threads,
       }
     }
     planner.finish();
-    output.finish();
     positions = planner.stats().positions;
   }
   out.flush();
@@ -247,7 +246,7 @@ struct FineRun {
   }
 };
 
-// One thread against three, pass after pass in turn, so that the machine's drift falls on both
+// One thread against two, pass after pass in turn, so that the machine's drift falls on both
 // alike: each iteration posts the whole toolpath once each way. The counters are the mean
 // milliseconds of each.
 void BM_PostThreads(benchmark::State& state) {

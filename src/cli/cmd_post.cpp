@@ -124,9 +124,9 @@ const char kPostHelp[] =
     "                     retract and come back in along it (default 5)\n"
     "  --default-feed F   feed where the toolpath gives none (default 1000 per minute)\n"
     "\n"
-    "  --threads N        2 or more: read and solve, plan, and write on three threads,\n"
-    "                     which two cores keep busy (0: so when there are two cores or\n"
-    "                     more; default 1: one thread); the output is the same byte for byte\n"
+    "  --threads N        2 or more: read and solve on one thread, plan and write on\n"
+    "                     another (0: so when there are two cores or more; default 1: one\n"
+    "                     thread); the output is the same byte for byte\n"
     "  --demo             run the embedded demo toolpath\n"
     "\n"
     "Output: a header, then one row per position:\n"
@@ -685,15 +685,7 @@ int run_post(const PostArgs& a) {
     gcode.reset(new k5x::GcodeWriter(&buffer, dialect, g));
   }
   ProgramSink sink(to_gcode ? static_cast<k5x::PositionSink*>(gcode.get()) : &csv, plot.get());
-  // With more threads, formatting and writing move to a thread of their own, events with them.
-  std::unique_ptr<OutputThread> output;
-  if (a.threads >= 2) {
-    auto to_gcode_writer = [](void* g, const k5x::AptEvent& e) {
-      static_cast<k5x::GcodeWriter*>(g)->event(e);
-    };
-    output.reset(new OutputThread(&sink, gcode ? +to_gcode_writer : nullptr, gcode.get()));
-  }
-  k5x::Planner planner(st, options, output ? static_cast<k5x::PositionSink*>(output.get()) : &sink);
+  k5x::Planner planner(st, options, &sink);
   if (gcode)
     gcode->begin();
   else
@@ -725,83 +717,76 @@ int run_post(const PostArgs& a) {
     return true;
   };
 
-  std::unique_ptr<k5x::AptReader> apt_reader;
+  std::unique_ptr<ToolpathSource> toolpath;
+  const AptToolpath* apt_toolpath = nullptr;
   if (apt) {
-    apt_reader.reset(new k5x::AptReader(in, apt_options));
-    k5x::ProgrammedMove move;
-    k5x::AptEvent event;
-    for (;;) {
-      const k5x::AptReader::Result r = apt_reader->next(&move, &event);
-      if (r == k5x::AptReader::kEnd) break;
-      if (r == k5x::AptReader::kError) {
-        if (!malformed(apt_reader->line(), apt_reader->message().c_str())) return 2;
-        continue;
-      }
-      if (r == k5x::AptReader::kEvent) {
-        if (output && gcode)
-          output->event(event);
-        else if (gcode)
-          gcode->event(event);
-        continue;
-      }
-      planner.push(move);
-      report_progress();
-    }
-    if (std::ferror(in)) {
-      std::fprintf(stderr, "k5x post: cannot read %s: %s\n", source.c_str(), std::strerror(errno));
-      return 1;
-    }
+    auto t = std::make_unique<AptToolpath>(in, apt_options);
+    apt_toolpath = t.get();
+    toolpath = std::move(t);
   } else {
-    // One parsed line: -1 go on, else the exit status.
-    // gatherer: the thread's that gathered the line's solutions (in cand), or null (the planner
-    // gathers).
-    k5x::Candidates cand;
-    auto take = [&](const ParsedLine& p, const k5x::Gatherer* gatherer) {
-      if (p.kind == ParsedLine::read_error) {
-        // Another thread's errno is not this one's.
-        std::fprintf(stderr, "k5x post: cannot read %s%s%s\n", source.c_str(),
-                     gatherer ? "" : ": ", gatherer ? "" : std::strerror(errno));
-        return 1;
-      }
-      if (p.kind == ParsedLine::malformed) return malformed(p.line, p.reason.c_str()) ? -1 : 2;
-      if (gatherer)
-        planner.push_gathered(p.m, cand, gatherer->start_found());
-      else
-        planner.push(p.m);
-      report_progress();
-      return -1;
-    };
-    if (a.threads >= 2) {
-      // Reading, parsing and solving each move on a thread of their own, with a copy of the
-      // machine; the planner's choice needs only the solutions.
-      k5x::Machine solving = machine;
-      k5x::State& solving_st = state_of(solving);
-      k5x::Gatherer gatherer(solving_st, options);
-      int status = -1;
-      {
-        InputThread input(in, st.eps, &gatherer);
-        LineBatch batch;
-        while (status < 0 && input.next(&batch)) {
-          for (const ParsedLine& p : batch.lines) {
-            if (p.kind == ParsedLine::move) batch.unpack(p, &cand);
-            if ((status = take(p, &gatherer)) >= 0) break;
-          }
-          input.recycle(std::move(batch));
-        }
-      }
-      // Snapping onto indexed steps happened on that copy.
-      st.machine.deviation_max =
-          std::fmax(st.machine.deviation_max, solving_st.machine.deviation_max);
-      if (status >= 0) return status;
-    } else {
-      PlainToolpath toolpath(in, st.eps);
-      ParsedLine p;
-      while (toolpath.next(&p))
-        if (const int status = take(p, nullptr); status >= 0) return status;
+    toolpath = std::make_unique<PlainToolpath>(in, st.eps);
+  }
+  // One item: -1 go on, else the exit status. A move comes with its solutions when the
+  // reading thread gathered them.
+  auto take = [&](const ReadItem& p, const std::string& reason, const k5x::AptEvent& event,
+                  const k5x::Candidates* gathered, const k5x::Gatherer* gatherer) {
+    switch (p.kind) {
+      case ReadItem::move:
+        if (gathered)
+          planner.push_gathered(p.m, *gathered, gatherer->start_found());
+        else
+          planner.push(p.m);
+        report_progress();
+        return -1;
+      case ReadItem::event:
+        if (gcode) gcode->event(event);
+        return -1;
+      case ReadItem::malformed:
+        return malformed(p.m.line, reason.c_str()) ? -1 : 2;
+      case ReadItem::read_error:
+        break;
     }
+    std::fprintf(stderr, "k5x post: cannot read %s: %s\n", source.c_str(),
+                 std::strerror(toolpath->error()));
+    return 1;
+  };
+  if (a.threads >= 2) {
+    // Reading, parsing and solving each move on a thread of their own, with a copy of the
+    // machine; the planner's choice needs only the solutions. Planning and writing stay here:
+    // on two cores the two sides take about as long.
+    k5x::Machine solving = machine;
+    k5x::State& solving_st = state_of(solving);
+    k5x::Gatherer gatherer(solving_st, options);
+    k5x::Candidates cand;
+    int status = -1;
+    {
+      InputThread input(toolpath.get(), &gatherer);
+      ItemBatch batch;
+      while (status < 0 && input.next(&batch)) {
+        for (const ReadItem& p : batch.items) {
+          if (p.kind == ReadItem::move) batch.unpack(p, &cand);
+          const std::size_t at = static_cast<std::size_t>(p.first);
+          status = take(p, p.kind == ReadItem::malformed ? batch.reasons[at] : toolpath->reason(),
+                        p.kind == ReadItem::event ? batch.events[at] : toolpath->event(), &cand,
+                        &gatherer);
+          if (status >= 0) break;
+        }
+        input.recycle(std::move(batch));
+      }
+    }
+    // Snapping onto indexed steps happened on that copy.
+    st.machine.deviation_max =
+        std::fmax(st.machine.deviation_max, solving_st.machine.deviation_max);
+    if (status >= 0) return status;
+  } else {
+    ReadItem p;
+    while (toolpath->next(&p))
+      if (const int status =
+              take(p, toolpath->reason(), toolpath->event(), nullptr, nullptr);
+          status >= 0)
+        return status;
   }
   planner.finish();
-  if (output) output->finish();
   if (gcode) gcode->end();
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
@@ -837,12 +822,13 @@ int run_post(const PostArgs& a) {
                  "k5x post: no in-travel solution for the first direction; started from "
                  "--prev\n");
   print_summary(name ? name : "(unnamed)", source.c_str(), planner, st, bad, seconds);
-  if (apt_reader) {
-    std::fprintf(stderr, "  APT moves                    %ld (%s)\n", apt_reader->moves(),
-                 apt_reader->inches() ? "inches, converted to mm" : "mm");
-    if (!apt_reader->unknown().empty()) {
+  if (apt_toolpath) {
+    const k5x::AptReader& apt_reader = apt_toolpath->reader();
+    std::fprintf(stderr, "  APT moves                    %ld (%s)\n", apt_reader.moves(),
+                 apt_reader.inches() ? "inches, converted to mm" : "mm");
+    if (!apt_reader.unknown().empty()) {
       std::fprintf(stderr, "  records not acted on        ");
-      for (const auto& u : apt_reader->unknown())
+      for (const auto& u : apt_reader.unknown())
         std::fprintf(stderr, " %s %ld", u.first.c_str(), u.second);
       std::fprintf(stderr, "\n");
     }

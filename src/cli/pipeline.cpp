@@ -1,29 +1,19 @@
 #include "cli/pipeline.h"
 
+#include <cerrno>
 #include <cstdio>
 
 namespace k5x_cli {
 
 namespace {
 // Hand-overs are few and large: each one that finds the other thread waiting costs a wake-up.
-// Batches come back for reuse and the spare queues hold all there can be, so none is freed and
+// Batches come back for reuse and the spare queue holds all there can be, so none is freed and
 // faulted in again during a run.
-constexpr std::size_t kBatch = 4096;      // rows per hand-over (a row is about 270 bytes)
-constexpr std::size_t kLineBatch = 8192;  // lines per hand-over, with their solutions
-constexpr std::size_t kQueued = 4;        // batches in flight at the most: memory stays bounded
+constexpr std::size_t kBatch = 8192;  // items per hand-over, with their solutions
+constexpr std::size_t kQueued = 4;    // batches in flight at the most: memory stays bounded
 }  // namespace
 
-InputThread::InputThread(std::FILE* in, double zero_length, k5x::Gatherer* gatherer)
-    : queue_(kQueued),
-      spare_(kQueued + 2),
-      thread_(&InputThread::run, this, in, zero_length, gatherer) {}
-
-InputThread::~InputThread() {
-  queue_.close();  // a reader still waiting to push gives up
-  if (thread_.joinable()) thread_.join();
-}
-
-bool PlainToolpath::next(ParsedLine* out) {
+bool PlainToolpath::next(ReadItem* out) {
   if (failed_) return false;
   const char* b = nullptr;
   const char* e = nullptr;
@@ -33,8 +23,9 @@ bool PlainToolpath::next(ParsedLine* out) {
     const k5x::LineReader::Result r = reader_.next(&b, &e);
     if (r == k5x::LineReader::kEnd) return false;
     if (r == k5x::LineReader::kError) {
+      error_ = errno;
       failed_ = true;
-      out->kind = ParsedLine::read_error;
+      out->kind = ReadItem::read_error;
       return true;
     }
     ++lineno_;
@@ -46,24 +37,48 @@ bool PlainToolpath::next(ParsedLine* out) {
       parsed = k5x::parse_move_line(b, e, v, zero_length_, reason, sizeof reason);
     }
     if (parsed == 0) continue;
-    out->line = lineno_;
+    out->m.line = lineno_;
     if (parsed < 0) {
-      out->kind = ParsedLine::malformed;
-      out->reason = reason;
+      out->kind = ReadItem::malformed;
+      reason_ = reason;
       return true;
     }
-    out->kind = ParsedLine::move;
+    out->kind = ReadItem::move;
     for (int k = 0; k < 3; ++k) {
       out->m.point[k] = v[k];
       out->m.axis[k] = v[3 + k];
     }
-    out->m.line = lineno_;
     out->m.index = index_++;
     return true;
   }
 }
 
-void LineBatch::unpack(const ParsedLine& p, k5x::Candidates* out) const {
+bool AptToolpath::next(ReadItem* out) {
+  if (failed_) return false;
+  switch (reader_.next(&out->m, &event_)) {
+    case k5x::AptReader::kMove:
+      out->kind = ReadItem::move;
+      return true;
+    case k5x::AptReader::kEvent:
+      out->kind = ReadItem::event;
+      out->m.line = event_.line;
+      return true;
+    case k5x::AptReader::kError:
+      out->kind = ReadItem::malformed;
+      out->m.line = reader_.line();
+      reason_ = reader_.message();
+      return true;
+    case k5x::AptReader::kEnd:
+      break;
+  }
+  if (!std::ferror(in_)) return false;
+  error_ = errno;
+  failed_ = true;
+  out->kind = ReadItem::read_error;
+  return true;
+}
+
+void ItemBatch::unpack(const ReadItem& p, k5x::Candidates* out) const {
   out->count = p.count;
   out->singular = p.singular;
   for (int j = 0; j < p.count; ++j) {
@@ -74,94 +89,64 @@ void LineBatch::unpack(const ParsedLine& p, k5x::Candidates* out) const {
   }
 }
 
-void InputThread::run(std::FILE* in, double zero_length, k5x::Gatherer* gatherer) {
-  PlainToolpath toolpath(in, zero_length);
-  LineBatch batch;
+InputThread::InputThread(ToolpathSource* source, k5x::Gatherer* gatherer)
+    : queue_(kQueued), spare_(kQueued + 2), thread_(&InputThread::run, this, source, gatherer) {}
+
+InputThread::~InputThread() {
+  queue_.close();  // a reader still waiting to push gives up
+  if (thread_.joinable()) thread_.join();
+}
+
+void InputThread::run(ToolpathSource* source, k5x::Gatherer* gatherer) {
+  ItemBatch batch;
   k5x::Candidates cand;
   std::size_t n = 0;
-  // Lines are parsed in place, into batches the planning thread hands back: no allocation per
-  // line once the batches have grown.
-  batch.lines.resize(kLineBatch);
-  while (toolpath.next(&batch.lines[n])) {
-    ParsedLine& p = batch.lines[n];
-    p.count = 0;  // the line may be a reused one
-    if (gatherer != nullptr && p.kind == ParsedLine::move) {
-      gatherer->gather(p.m, &cand);
-      p.first = static_cast<int>(batch.solutions.size());
-      p.count = cand.count;
-      p.singular = cand.singular;
-      for (int j = 0; j < cand.count; ++j) {
-        Solution s;
-        for (int k = 0; k < 3; ++k) s.abc[k] = cand.abc[j][k];
-        s.solver_code = cand.solver_code[j];
-        s.in_travel = cand.in_travel[j];
-        batch.solutions.push_back(s);
-      }
+  // Items are read in place, into batches the planning thread hands back: no allocation per
+  // item once the batches have grown.
+  batch.items.resize(kBatch);
+  while (source->next(&batch.items[n])) {
+    ReadItem& p = batch.items[n];
+    p.count = 0;  // the item may be a reused one
+    switch (p.kind) {
+      case ReadItem::move:
+        gatherer->gather(p.m, &cand);
+        p.first = static_cast<int>(batch.solutions.size());
+        p.count = static_cast<unsigned char>(cand.count);
+        p.singular = cand.singular;
+        for (int j = 0; j < cand.count; ++j) {
+          ItemBatch::Solution s;
+          for (int k = 0; k < 3; ++k) s.abc[k] = cand.abc[j][k];
+          s.solver_code = cand.solver_code[j];
+          s.in_travel = cand.in_travel[j];
+          batch.solutions.push_back(s);
+        }
+        break;
+      case ReadItem::event:
+        p.first = static_cast<int>(batch.events.size());
+        batch.events.push_back(source->event());
+        break;
+      case ReadItem::malformed:
+        p.first = static_cast<int>(batch.reasons.size());
+        batch.reasons.push_back(source->reason());
+        break;
+      case ReadItem::read_error:
+        break;  // the source keeps its errno, and reads no further
     }
-    if (++n == kLineBatch) {
+    if (++n == kBatch) {
       if (!queue_.push(std::move(batch))) return;
-      if (!spare_.try_pop(&batch)) batch = LineBatch();
-      batch.lines.resize(kLineBatch);
+      if (!spare_.try_pop(&batch)) batch = ItemBatch();
+      batch.items.resize(kBatch);
       batch.solutions.clear();
+      batch.reasons.clear();
+      batch.events.clear();
       n = 0;
     }
   }
   if (n > 0) {
-    batch.lines.resize(n);
+    batch.items.resize(n);
     queue_.push(std::move(batch));
   }
   queue_.close();
-}
-
-OutputThread::OutputThread(k5x::PositionSink* sink,
-                           void (*event_sink)(void*, const k5x::AptEvent&), void* event_target)
-    : sink_(sink), event_sink_(event_sink), event_target_(event_target), queue_(kQueued),
-      spare_(kQueued + 2), thread_(&OutputThread::run, this) {
-  batch_.reserve(kBatch);
-}
-
-OutputThread::~OutputThread() { finish(); }
-
-void OutputThread::position(const k5x::PlannedPosition& p) {
-  batch_.emplace_back(p);
-  if (batch_.size() >= kBatch) hand_over();
-}
-
-void OutputThread::event(const k5x::AptEvent& e) {
-  batch_.emplace_back(e);
-  if (batch_.size() >= kBatch) hand_over();
-}
-
-void OutputThread::hand_over() {
-  if (batch_.empty()) return;
-  queue_.push(std::move(batch_));
-  // A batch the writing thread is done with, else a new one.
-  if (!spare_.try_pop(&batch_)) {
-    batch_ = std::vector<Item>();
-    batch_.reserve(kBatch);
-  }
-}
-
-void OutputThread::finish() {
-  if (finished_) return;
-  finished_ = true;
-  hand_over();
-  queue_.close();
-  if (thread_.joinable()) thread_.join();
-}
-
-void OutputThread::run() {
-  std::vector<Item> batch;
-  while (queue_.pop(&batch)) {
-    for (const Item& item : batch) {
-      if (const k5x::PlannedPosition* p = std::get_if<k5x::PlannedPosition>(&item))
-        sink_->position(*p);
-      else if (event_sink_ != nullptr)
-        event_sink_(event_target_, std::get<k5x::AptEvent>(item));
-    }
-    batch.clear();
-    spare_.try_push(std::move(batch));
-  }
 }
 
 }  // namespace k5x_cli

@@ -1,16 +1,17 @@
-// k5x post on more than one thread: reading and parsing the toolpath on one, planning on the
-// caller's, formatting and writing on another. Batches travel through bounded queues in order,
-// so the output is byte for byte the single-threaded one.
+// k5x post's reading side: a toolpath (plain lines or APT records) item by item, and, on more
+// than one thread, read, parsed and solved on a thread of its own while the caller's thread
+// plans and writes. Batches travel through bounded queues in order, so the output is byte for
+// byte the single-threaded one.
 #ifndef K5X_CLI_PIPELINE_H
 #define K5X_CLI_PIPELINE_H
 
 #include <condition_variable>
 #include <cstdio>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <variant>
 #include <vector>
 
 #include "toolpath/apt_reader.h"
@@ -44,7 +45,7 @@ class BatchQueue {
     not_full_.notify_one();
     return true;
   }
-  // Without waiting: false when full (the batch is kept by the caller) or empty.
+  // Without waiting: false when full (the batch is kept by the caller).
   bool try_push(Batch&& batch) {
     std::lock_guard<std::mutex> lock(mutex_);
     if (closed_ || batches_.size() >= capacity_) return false;
@@ -52,6 +53,7 @@ class BatchQueue {
     not_empty_.notify_one();
     return true;
   }
+  // Without waiting: false when empty.
   bool try_pop(Batch* batch) {
     std::lock_guard<std::mutex> lock(mutex_);
     if (batches_.empty()) return false;
@@ -76,42 +78,42 @@ class BatchQueue {
   std::condition_variable not_empty_, not_full_;
 };
 
-// One line of a plain toolpath, parsed: a move, a line to skip quietly, a malformed line with
-// its reason, or the end of a stream that failed.
-struct ParsedLine {
-  enum Kind { move, malformed, read_error };
-  Kind kind = move;
-  long line = 0;
-  k5x::ProgrammedMove m;
-  std::string reason;
-  // The move's solutions in its batch, where a Gatherer ran on the reading thread.
-  int first = 0, count = 0;
+// One item of a toolpath as read: a move, an event between moves (APT), a malformed line or
+// record, or the end of a stream that failed. Kept small: a million of them cross between the
+// cores every second.
+struct ReadItem {
+  enum Kind : unsigned char { move, event, malformed, read_error };
+  k5x::ProgrammedMove m;  // a move; m.line is the source line of every kind
+  // A move gathered on the reading thread: its solutions in the batch. An event or a reason:
+  // its place in the batch's list of them.
+  int first = 0;
+  unsigned char count = 0;
   bool singular = false;
+  Kind kind = move;
 };
 
-// One solution of a move as it travels between the threads.
-struct Solution {
-  double abc[3];
-  int solver_code;
-  bool in_travel;
+// A toolpath, item by item. After next gives a malformed item, reason() says why; after an
+// event, event() is it; after a read_error, error() is the errno of the failed read.
+class ToolpathSource {
+ public:
+  virtual ~ToolpathSource() = default;
+  // False at the end; a failing stream gives one read_error first.
+  virtual bool next(ReadItem* out) = 0;
+  const std::string& reason() const { return reason_; }
+  const k5x::AptEvent& event() const { return event_; }
+  int error() const { return error_; }
+
+ protected:
+  std::string reason_;
+  k5x::AptEvent event_;
+  int error_ = 0;
 };
 
-// Lines read and parsed together, with the solutions of their moves packed after each other:
-// a move has two or three, not the sixteen a Candidates can hold, and what crosses between the
-// cores is what costs.
-struct LineBatch {
-  std::vector<ParsedLine> lines;
-  std::vector<Solution> solutions;
-  // The solutions of line p, as the planner takes them.
-  void unpack(const ParsedLine& p, k5x::Candidates* out) const;
-};
-
-// A plain toolpath (lines of X Y Z I J K), line by line: the next move or malformed line, with
-// blank and comment lines passed over. False at the end; a failing stream gives one read_error.
-class PlainToolpath {
+// Lines of X Y Z I J K; blank and comment lines are passed over.
+class PlainToolpath : public ToolpathSource {
  public:
   PlainToolpath(std::FILE* in, double zero_length) : reader_(in), zero_length_(zero_length) {}
-  bool next(ParsedLine* out);
+  bool next(ReadItem* out) override;
 
  private:
   k5x::LineReader reader_;
@@ -120,50 +122,53 @@ class PlainToolpath {
   bool failed_ = false;
 };
 
-// Reads and parses a plain toolpath on a thread of its own, and gathers each move's solutions
-// there too when given a gatherer (which that thread alone uses).
-class InputThread {
+// APT / CLSF records: moves, and the events the G-code writer acts on.
+class AptToolpath : public ToolpathSource {
  public:
-  InputThread(std::FILE* in, double zero_length, k5x::Gatherer* gatherer = nullptr);
-  ~InputThread();
-  // The next batch in order; false at the end.
-  bool next(LineBatch* batch) { return queue_.pop(batch); }
-  // Hands a batch that has been read back for reuse.
-  void recycle(LineBatch&& batch) { spare_.try_push(std::move(batch)); }
+  AptToolpath(std::FILE* in, const k5x::AptOptions& options) : in_(in), reader_(in, options) {}
+  bool next(ReadItem* out) override;
+  // Its counts, for the summary once reading is over.
+  const k5x::AptReader& reader() const { return reader_; }
 
  private:
-  void run(std::FILE* in, double zero_length, k5x::Gatherer* gatherer);
-  BatchQueue<LineBatch> queue_;
-  BatchQueue<LineBatch> spare_;
-  std::thread thread_;
+  std::FILE* in_;
+  k5x::AptReader reader_;
+  bool failed_ = false;
 };
 
-// Formats and writes positions and events on a thread of its own, in the order they came.
-class OutputThread : public k5x::PositionSink {
+// Items read together, with the solutions of their moves packed after each other (a move has
+// two or three, not the sixteen a Candidates can hold, and what crosses between the cores is
+// what costs), and the rare reasons and events beside them.
+struct ItemBatch {
+  std::vector<ReadItem> items;
+  struct Solution {
+    double abc[3];
+    int solver_code;
+    bool in_travel;
+  };
+  std::vector<Solution> solutions;
+  std::vector<std::string> reasons;
+  std::vector<k5x::AptEvent> events;
+  // The solutions of move p, as the planner takes them.
+  void unpack(const ReadItem& p, k5x::Candidates* out) const;
+};
+
+// Reads a toolpath on a thread of its own and gathers each move's solutions there too (the
+// gatherer is that thread's alone while it runs).
+class InputThread {
  public:
-  // sink receives the positions; events go to event_sink (may be null) before them.
-  OutputThread(k5x::PositionSink* sink, void (*event_sink)(void*, const k5x::AptEvent&),
-               void* event_target);
-  ~OutputThread();
-  void position(const k5x::PlannedPosition& p) override;
-  void event(const k5x::AptEvent& e);
-  // Hands over what is left and waits for the thread to write it.
-  void finish();
+  InputThread(ToolpathSource* source, k5x::Gatherer* gatherer);
+  ~InputThread();
+  // The next batch in order; false at the end.
+  bool next(ItemBatch* batch) { return queue_.pop(batch); }
+  // Hands a batch that has been read back for reuse.
+  void recycle(ItemBatch&& batch) { spare_.try_push(std::move(batch)); }
 
  private:
-  using Item = std::variant<k5x::PlannedPosition, k5x::AptEvent>;
-  void hand_over();
-  void run();
-  k5x::PositionSink* sink_;
-  void (*event_sink_)(void*, const k5x::AptEvent&);
-  void* event_target_;
-  // The batch being filled is the caller's alone: on a cache line of its own, away from what
-  // the writing thread reads.
-  alignas(64) std::vector<Item> batch_;
-  alignas(64) BatchQueue<std::vector<Item>> queue_;
-  BatchQueue<std::vector<Item>> spare_;  // written batches, back for reuse
+  void run(ToolpathSource* source, k5x::Gatherer* gatherer);
+  BatchQueue<ItemBatch> queue_;
+  BatchQueue<ItemBatch> spare_;
   std::thread thread_;
-  bool finished_ = false;
 };
 
 }  // namespace k5x_cli
