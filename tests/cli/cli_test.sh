@@ -202,12 +202,16 @@ has "$T/out" "^N[0-9]+ G43\.4 H[0-9]+$" "^N[0-9]+ G94 G1 .*F[0-9.]+$" "^N[0-9]+ 
 has "$T/err" "APT moves .*\(mm\)"
 # Malformed records: FILE:LINE: reason, status 2, nothing written; --skip-bad goes on.
 printf 'UNITS/MM\nGOTO/0,0,10,0,0,1\nGOTO/1,2\nGOTO/5,0,10\n' >"$T/bad.apt"
-run 2 "post bad APT" "$K5X" post "$T/bad.apt" -o "$T/bad.nc"
-has "$T/err" "^$T/bad.apt:3: GOTO/ needs 3 numbers, found 2$"
-[ ! -e "$T/bad.nc" ]
-verdict "bad APT: an output file was left" $?
-run 0 "post bad APT --skip-bad" "$K5X" post "$T/bad.apt" --skip-bad --output gcode
-has "$T/err" "bad.apt:3: .*\(skipped\)" "moves read +2$"
+for t in 1 2; do
+  run 2 "post bad APT --threads $t" "$K5X" post "$T/bad.apt" -o "$T/bad.nc" --threads $t
+  has "$T/err" "^$T/bad.apt:3: GOTO/ needs 3 numbers, found 2$"
+  [ ! -e "$T/bad.nc" ]
+  verdict "bad APT: an output file was left" $?
+  run 0 "post bad APT --skip-bad --threads $t" "$K5X" post "$T/bad.apt" --skip-bad \
+    --output gcode --threads $t
+  has "$T/err" "bad.apt:3: .*\(skipped\)" "moves read +2$"
+  has "$T/out" "^X5\.0000"
+done
 printf 'program_end = M2\ncomment_open ;\n' >"$T/bad.dialect"
 run 2 "post bad dialect" "$K5X" post "$T/bad.apt" --skip-bad --output gcode --dialect "$T/bad.dialect"
 has "$T/err" "^$T/bad.dialect:2: expected 'key = value'$"
