@@ -7,6 +7,7 @@
 
 #include "geometry/transforms.h"
 #include "test_machines.h"
+#include "toolpath/kinematics.h"
 #include "toolpath/planner.h"
 
 namespace {
@@ -93,6 +94,36 @@ TEST(Planner, KeepsALongPathInTravelAcrossWindows) {
         << "line " << p.line;
   }
   EXPECT_EQ(programmed, n);
+}
+
+// Every solution the planner is offered carries the code the output prints for it: on two
+// rotary axes 0 exactly when the solution is in travel, whichever branch it came from. The
+// trunnion's A travel (-120..30) puts one branch out of travel once the tool leans over 30.
+TEST(Planner, EverySolutionCodeAgreesWithItsTravel) {
+  for (const char* name : {"Trunnion", "HeadTable", "DemoHead", "IndexedTable"}) {
+    k5x::State st;
+    ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text(name)), 0) << name;
+    st.silent = 1;
+    const k5x::MachineFacts facts = k5x::read_machine_facts(st);
+    int out_of_travel = 0;
+    for (double tilt = 0.0; tilt <= 120.0; tilt += 7.5) {
+      for (double turn = -170.0; turn < 360.0; turn += 41.0) {
+        const double dir[3] = {std::sin(tilt * kDeg) * std::cos(turn * kDeg),
+                               std::sin(tilt * kDeg) * std::sin(turn * kDeg),
+                               std::cos(tilt * kDeg)};
+        const double seed[3] = {0.0, 0.0, 0.0};
+        k5x::Candidates c;
+        k5x::solve_all(st, facts, dir, seed, 0, &c);
+        for (int j = 0; j < c.count; ++j) {
+          EXPECT_EQ(c.solver_code[j] == 0, c.in_travel[j])
+              << name << " tilt " << tilt << " turn " << turn << " solution " << j << ": code "
+              << c.solver_code[j];
+          out_of_travel += !c.in_travel[j];
+        }
+      }
+    }
+    EXPECT_GT(out_of_travel, 0) << name << ": no solution out of travel to check";
+  }
 }
 
 }  // namespace
