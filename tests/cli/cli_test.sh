@@ -212,6 +212,10 @@ for t in 1 2; do
   has "$T/err" "bad.apt:3: .*\(skipped\)" "moves read +2$"
   has "$T/out" "^X5\.0000"
 done
+# Records but no move (the wrong file, most often): a warning, not a quiet empty program.
+printf 'UNITS/MM\nPAINT/COLOR,1\n' >"$T/nomove.apt"
+run 0 "post APT without moves" "$K5X" post "$T/nomove.apt" --output gcode
+has "$T/err" "^k5x post: warning: no moves in $T/nomove.apt \(read as APT / CLSF records\)$"
 printf 'program_end = M2\ncomment_open ;\n' >"$T/bad.dialect"
 run 2 "post bad dialect" "$K5X" post "$T/bad.apt" --skip-bad --output gcode --dialect "$T/bad.dialect"
 has "$T/err" "^$T/bad.dialect:2: expected 'key = value'$"
