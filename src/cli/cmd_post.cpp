@@ -822,10 +822,6 @@ int run_post(const PostArgs& a) {
                  "k5x post: no in-travel solution for the first direction; started from "
                  "--prev\n");
   print_summary(name ? name : "(unnamed)", source.c_str(), planner, st, bad, seconds);
-  // Most often the wrong file: say so rather than write an empty program quietly.
-  if (planner.stats().moves == 0)
-    std::fprintf(stderr, "k5x post: warning: no moves in %s (read as %s)\n", source.c_str(),
-                 apt ? "APT / CLSF records" : "lines of X Y Z I J K");
   if (apt_toolpath) {
     const k5x::AptReader& apt_reader = apt_toolpath->reader();
     std::fprintf(stderr, "  APT moves                    %ld (%s)\n", apt_reader.moves(),
@@ -838,6 +834,10 @@ int run_post(const PostArgs& a) {
     }
   }
   if (gcode) std::fprintf(stderr, "  G-code blocks                %ld\n", gcode->blocks());
+  // Most often the wrong file: say so rather than write an empty program quietly.
+  if (planner.stats().moves == 0)
+    std::fprintf(stderr, "k5x post: warning: no moves in %s (read as %s)\n", source.c_str(),
+                 apt ? "APT / CLSF records" : "lines of X Y Z I J K");
   if (gcode && planner.stats().unwinds > 0 && gcode->options().tcp)
     std::fprintf(stderr,
                  "k5x post: warning: with --tcp the unwinds turn the rotary axes with the tool in "
