@@ -72,17 +72,22 @@ bool AptReader::read_record() {
   const char* b = nullptr;
   const char* e = nullptr;
   bool continued = false;
+  // Continuation lines past the longest line a record may have are read to the record's end
+  // and the record fails: memory stays bounded whatever the file.
+  bool overlong = false;
+  auto refuse = [&](const char* what) {
+    too_long_ = what;
+    record_ = "$$";
+    return true;
+  };
   for (;;) {
     const LineReader::Result r = reader_.next(&b, &e);
-    if (r == LineReader::kEnd || r == LineReader::kError) return !record_.empty();
+    if (r == LineReader::kEnd || r == LineReader::kError)
+      return overlong ? refuse("record") : !record_.empty();
     ++line_;
     if (!continued) record_line_ = line_;
-    if (r == LineReader::kTooLong) {
-      // Reported as the record's failure, never dropped unseen.
-      too_long_ = true;
-      record_ = "$$";
-      return true;
-    }
+    // Reported as the record's failure, never dropped unseen.
+    if (r == LineReader::kTooLong) return refuse("line");
     std::string text(b, e);
     const std::size_t comment = text.find("$$");
     std::string body = trim(comment == std::string::npos ? text : text.substr(0, comment));
@@ -90,13 +95,15 @@ bool AptReader::read_record() {
       record_ = "$$" + text.substr(2);
       return true;
     }
-    if (!body.empty() && body.back() == '$') {
-      body.pop_back();
-      record_ += body;
+    const bool more = !body.empty() && body.back() == '$';
+    if (more) body.pop_back();
+    overlong = overlong || record_.size() + body.size() > options_.longest_line;
+    if (!overlong) record_ += body;
+    if (more) {
       continued = true;
       continue;
     }
-    record_ += body;
+    if (overlong) return refuse("record");
     if (record_.empty() && !continued) continue;  // a blank line
     return true;
   }
@@ -220,9 +227,11 @@ AptReader::Result AptReader::next(ProgrammedMove* move, AptEvent* event) {
 
 AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
   fields_.clear();
-  if (too_long_) {
-    too_long_ = false;
-    return fail("line longer than " + std::to_string(options_.longest_line) + " bytes");
+  if (too_long_ != nullptr) {
+    const char* what = too_long_;
+    too_long_ = nullptr;
+    return fail(std::string(what) + " longer than " + std::to_string(options_.longest_line) +
+                " bytes");
   }
   event->before = index_;
   event->line = record_line_;

@@ -70,7 +70,7 @@ class AptReader {
   std::vector<std::string> fields_; // after the slash, split at commas, blanks trimmed
   std::string name_;                // before the slash (or the whole word)
   long line_ = 0, record_line_ = 0;
-  bool too_long_ = false;
+  const char* too_long_ = nullptr;  // "line" or "record": the next record fails so
   std::string message_;
   std::map<std::string, long> unknown_;
 
