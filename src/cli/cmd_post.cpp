@@ -773,6 +773,7 @@ int run_post(const PostArgs& a) {
         }
         input.recycle(std::move(batch));
       }
+      if (status < 0 && input.out_of_memory()) throw std::bad_alloc();
     }
     // Snapping onto indexed steps happened on that copy.
     st.machine.deviation_max =

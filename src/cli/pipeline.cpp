@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <new>
 
 namespace k5x_cli {
 
@@ -11,6 +12,7 @@ namespace {
 // faulted in again during a run.
 constexpr std::size_t kBatch = 8192;  // items per hand-over, with their solutions
 constexpr std::size_t kQueued = 4;    // batches in flight at the most: memory stays bounded
+constexpr std::size_t kBatchText = std::size_t(1) << 24;  // bytes of comments and reasons, also
 }  // namespace
 
 bool PlainToolpath::next(ReadItem* out) {
@@ -98,9 +100,20 @@ InputThread::~InputThread() {
 }
 
 void InputThread::run(ToolpathSource* source, k5x::Gatherer* gatherer) {
+  // Nothing may leave a thread's function: memory running out here ends the reading, and the
+  // caller's thread reports it.
+  try {
+    read(source, gatherer);
+  } catch (const std::bad_alloc&) {
+    out_of_memory_ = true;
+  }
+  queue_.close();
+}
+
+void InputThread::read(ToolpathSource* source, k5x::Gatherer* gatherer) {
   ItemBatch batch;
   k5x::Candidates cand;
-  std::size_t n = 0;
+  std::size_t n = 0, text = 0;
   // Items are read in place, into batches the planning thread hands back: no allocation per
   // item once the batches have grown.
   batch.items.resize(kBatch);
@@ -124,29 +137,31 @@ void InputThread::run(ToolpathSource* source, k5x::Gatherer* gatherer) {
       case ReadItem::event:
         p.first = static_cast<int>(batch.events.size());
         batch.events.push_back(source->event());
+        text += batch.events.back().text.size();
         break;
       case ReadItem::malformed:
         p.first = static_cast<int>(batch.reasons.size());
         batch.reasons.push_back(source->reason());
+        text += batch.reasons.back().size();
         break;
       case ReadItem::read_error:
         break;  // the source keeps its errno, and reads no further
     }
-    if (++n == kBatch) {
+    if (++n == kBatch || text > kBatchText) {
+      batch.items.resize(n);
       if (!queue_.push(std::move(batch))) return;
       if (!spare_.try_pop(&batch)) batch = ItemBatch();
       batch.items.resize(kBatch);
       batch.solutions.clear();
       batch.reasons.clear();
       batch.events.clear();
-      n = 0;
+      n = text = 0;
     }
   }
   if (n > 0) {
     batch.items.resize(n);
     queue_.push(std::move(batch));
   }
-  queue_.close();
 }
 
 }  // namespace k5x_cli

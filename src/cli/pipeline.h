@@ -5,6 +5,7 @@
 #ifndef K5X_CLI_PIPELINE_H
 #define K5X_CLI_PIPELINE_H
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdio>
 #include <deque>
@@ -163,9 +164,13 @@ class InputThread {
   bool next(ItemBatch* batch) { return queue_.pop(batch); }
   // Hands a batch that has been read back for reuse.
   void recycle(ItemBatch&& batch) { spare_.try_push(std::move(batch)); }
+  // Once next gave false: whether the reading ended because memory ran out.
+  bool out_of_memory() const { return out_of_memory_; }
 
  private:
   void run(ToolpathSource* source, k5x::Gatherer* gatherer);
+  void read(ToolpathSource* source, k5x::Gatherer* gatherer);
+  std::atomic<bool> out_of_memory_{false};
   BatchQueue<ItemBatch> queue_;
   BatchQueue<ItemBatch> spare_;
   std::thread thread_;
