@@ -1,5 +1,6 @@
 #include "toolpath/gcode_writer.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -129,12 +130,25 @@ bool parse_dialect(const std::string& text, Dialect* out, std::string* error) {
 GcodeWriter::GcodeWriter(OutBuffer* out, const Dialect& dialect, const GcodeOptions& options)
     : out_(out), dialect_(dialect), opt_(options) {
   std::istringstream letters(dialect_.get("axes"));
-  for (std::string& letter : letter_) letters >> letter;
+  std::size_t longest_letter = 0;
+  for (std::string& letter : letter_) {
+    letters >> letter;
+    longest_letter = std::max(longest_letter, letter.size());
+  }
   rapid_ = dialect_.get("rapid");
   linear_ = dialect_.get("linear");
+  inverse_time_ = dialect_.get("inverse_time");
+  per_minute_ = dialect_.get("per_minute");
+  // A number in fixed notation has at most 309 digits before the point and 9 after it.
+  word_room_ = longest_letter + 400;
+  lead_room_ = std::max(inverse_time_.size(), per_minute_.size()) + 1 +
+               std::max(rapid_.size(), linear_.size());
+  word_.resize(word_room_);
+  last_words_.resize(6 * word_room_);
+  line_.resize(lead_room_ + 6 * (1 + word_room_) + 1 + kFeedRoom);
 }
 
-void GcodeWriter::block(const std::string& text) {
+void GcodeWriter::block(std::string_view text) {
   if (text.empty()) return;
   if (opt_.line_numbers) {
     line_number_ += 10;
@@ -163,21 +177,50 @@ void GcodeWriter::comment(const std::string& text) {
   out_->put('\n');
 }
 
-const std::string& GcodeWriter::word(int axis, double value) {
+std::string_view GcodeWriter::word(int axis, double value) {
   const int decimals = axis < 3 ? opt_.length_decimals : opt_.angle_decimals;
-  char buf[400];
-  const char* end = printf_fixed(buf, buf + sizeof buf, value, decimals);
-  const char* from = buf;
+  const std::string& letter = letter_[axis];
+  char* w = word_.data();
+  std::memcpy(w, letter.data(), letter.size());
+  char* number = w + letter.size();
+  char* end = printf_fixed(number, w + word_room_, value, decimals);
   // -0.000 is 0.000 to a controller, but not to a reader comparing words.
-  if (from < end && *from == '-') {
+  if (number < end && *number == '-') {
     bool zero = true;
-    for (const char* c = from; c < end; ++c)
+    for (const char* c = number + 1; c < end; ++c)
       if (*c >= '1' && *c <= '9') zero = false;
-    if (zero) ++from;
+    if (zero) {
+      std::memmove(number, number + 1, static_cast<std::size_t>(end - number - 1));
+      --end;
+    }
   }
-  word_ = letter_[axis];
-  word_.append(from, static_cast<std::size_t>(end - from));
-  return word_;
+  return {w, static_cast<std::size_t>(end - w)};
+}
+
+bool GcodeWriter::changed(int k, std::string_view w) {
+  char* last = &last_words_[static_cast<std::size_t>(k) * word_room_];
+  if (last_size_[k] == w.size() && std::memcmp(last, w.data(), w.size()) == 0) return false;
+  std::memcpy(last, w.data(), w.size());
+  last_size_[k] = w.size();
+  return true;
+}
+
+std::size_t GcodeWriter::changed_words(const double v[6], int from, int to) {
+  std::size_t end = lead_room_;
+  for (int k = from; k < to; ++k) {
+    if (!opt_.has_axis[k]) continue;
+    const std::string_view w = word(k, v[k]);
+    if (!changed(k, w)) continue;
+    line_[end++] = ' ';
+    std::memcpy(&line_[end], w.data(), w.size());
+    end += w.size();
+  }
+  return end;
+}
+
+void GcodeWriter::put_before(std::size_t* start, std::string_view text) {
+  *start -= text.size();
+  std::memcpy(&line_[*start], text.data(), text.size());
 }
 
 void GcodeWriter::begin() {
@@ -267,10 +310,10 @@ void GcodeWriter::position(const PlannedPosition& p) {
       motion_block(p.leave, false, distance3(p.leave, last_axes_), 0.0, feed);
     }
     // Clear of the workpiece before the rotary axes swing round.
-    const std::string& z = word(2, opt_.retract_z);
-    block(rapid_ + " " + z);
-    last_word_[2] = z;
-    last_motion_ = rapid_;
+    const std::string_view z = word(2, opt_.retract_z);
+    block(rapid_ + " " + std::string(z));
+    changed(2, z);
+    last_motion_ = &rapid_;
     rapid_words(v, 3, 6);
     if (unwind) {
       // Over the place to come back to, down to the clearance above it, and in along the
@@ -295,45 +338,27 @@ double GcodeWriter::distance3(const double a[6], const double b[6]) {
 }
 
 void GcodeWriter::rapid_words(const double v[6], int from, int to) {
-  words_.clear();
-  for (int k = from; k < to; ++k) {
-    if (!opt_.has_axis[k]) continue;
-    const std::string& w = word(k, v[k]);
-    if (w != last_word_[k]) {
-      words_ += ' ';
-      words_ += w;
-    }
-    last_word_[k] = w;
-  }
-  if (words_.empty()) return;
-  text_ = rapid_;
-  text_ += words_;
-  block(text_);
-  last_motion_ = rapid_;
+  const std::size_t end = changed_words(v, from, to);
+  if (end == lead_room_) return;
+  std::size_t start = lead_room_;
+  put_before(&start, rapid_);
+  block({&line_[start], end - start});
+  last_motion_ = &rapid_;
 }
 
 bool GcodeWriter::motion_block(const double v[6], bool rapid, double length, double turn,
                                double feed) {
-  words_.clear();
-  for (int k = 0; k < 6; ++k) {
-    if (!opt_.has_axis[k]) continue;
-    const std::string& w = word(k, v[k]);
-    if (w == last_word_[k]) continue;
-    words_ += ' ';
-    words_ += w;
-    last_word_[k] = w;
-  }
-  if (words_.empty()) return false;
+  std::size_t end = changed_words(v, 0, 6);
+  if (end == lead_room_) return false;
   const std::string& motion = rapid ? rapid_ : linear_;
-  if (motion != last_motion_) {
-    text_ = motion;
-    text_ += words_;
-  } else {
-    text_.assign(words_, 1, std::string::npos);
-  }
+  std::size_t start = lead_room_;
+  if (last_motion_ != &motion && *last_motion_ != motion)
+    put_before(&start, motion);
+  else
+    ++start;  // the motion is modal: the block starts with its first word
   if (!rapid) {
     const int mode = opt_.feed == FeedMode::inverse_time ? 0 : 1;
-    char f[400];
+    char f[kFeedRoom];
     f[0] = 'F';
     // F is one over the minutes the move takes: the tip's path at the programmed feed, and at
     // least what the rotary axes need at 10 turns a minute, so a turn in place is not asked to
@@ -341,22 +366,25 @@ bool GcodeWriter::motion_block(const double v[6], bool rapid, double length, dou
     const double value =
         mode == 0 ? 1.0 / std::fmax(std::fmax(length / feed, turn / 3600.0), 1e-6) : feed;
     const int decimals = mode == 0 ? 3 : 1;
-    const char* end = printf_fixed(f + 1, f + sizeof f, value, decimals);
-    const std::size_t n = static_cast<std::size_t>(end - f);
+    const char* f_end = printf_fixed(f + 1, f + sizeof f, value, decimals);
+    const std::size_t n = static_cast<std::size_t>(f_end - f);
     if (mode != last_feed_mode_) {
-      text_ = dialect_.get(mode == 0 ? "inverse_time" : "per_minute") + " " + text_;
+      put_before(&start, " ");
+      put_before(&start, mode == 0 ? inverse_time_ : per_minute_);
       last_feed_mode_ = mode;
-      last_feed_.clear();
+      last_feed_size_ = 0;
     }
     // In inverse time every feed block carries its F; per minute only a change does.
-    if (mode == 0 || last_feed_.compare(0, std::string::npos, f, n) != 0) {
-      text_ += ' ';
-      text_.append(f, n);
+    if (mode == 0 || last_feed_size_ != n || std::memcmp(last_feed_, f, n) != 0) {
+      line_[end++] = ' ';
+      std::memcpy(&line_[end], f, n);
+      end += n;
     }
-    last_feed_.assign(f, n);
+    std::memcpy(last_feed_, f, n);
+    last_feed_size_ = n;
   }
-  block(text_);
-  last_motion_ = motion;
+  block({&line_[start], end - start});
+  last_motion_ = &motion;
   return true;
 }
 

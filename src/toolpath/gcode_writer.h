@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "toolpath/apt_reader.h"
@@ -47,7 +48,12 @@ struct GcodeOptions {
 
 class GcodeWriter : public PositionSink {
  public:
+  static constexpr std::size_t kFeedRoom = 400;  // an F word: a letter and a number
+
   GcodeWriter(OutBuffer* out, const Dialect& dialect, const GcodeOptions& options);
+  // It points into itself (the motion last written).
+  GcodeWriter(const GcodeWriter&) = delete;
+  GcodeWriter& operator=(const GcodeWriter&) = delete;
 
   void begin();
   // Events are queued and written before the first position of the move they come before.
@@ -62,10 +68,17 @@ class GcodeWriter : public PositionSink {
  private:
   void flush_events(long index, bool all);
   void write_event(const AptEvent& e);
-  void block(const std::string& text);
+  void block(std::string_view text);
   void comment(const std::string& text);
   // The axis word for value ("X12.3400"), in a buffer the next call reuses.
-  const std::string& word(int axis, double value);
+  std::string_view word(int axis, double value);
+  // Whether w differs from the word last written for axis k; it becomes that word.
+  bool changed(int k, std::string_view w);
+  // The words of axes from..to-1 that changed, each after a blank, after the room line_ keeps
+  // in front for the block's leading words; their end.
+  std::size_t changed_words(const double v[6], int from, int to);
+  // Puts text in front of line_ at *start.
+  void put_before(std::size_t* start, std::string_view text);
   // A G0 block of the words of axes from..to-1 that changed; none when nothing did.
   void rapid_words(const double v[6], int from, int to);
   // A G0 or G1 block to v with the words that changed, a G1 with its feed: the tip's path of
@@ -76,17 +89,23 @@ class GcodeWriter : public PositionSink {
   OutBuffer* out_;
   Dialect dialect_;
   GcodeOptions opt_;
-  // The words every block needs, looked up once; and buffers each block reuses, so that a
-  // block costs no allocation.
-  std::string letter_[6], rapid_, linear_;
-  std::string word_, words_, text_;
+  // The words every block needs, looked up once; and buffers each block reuses, made as long
+  // as their text can be, so that a block costs no allocation and no string operation.
+  std::string letter_[6], rapid_, linear_, inverse_time_, per_minute_;
+  std::size_t word_room_ = 0;       // the longest axis word: a letter and a number
+  std::size_t lead_room_ = 0;       // the longest feed mode and motion words, and a blank
+  std::vector<char> word_;          // the word being made
+  std::vector<char> last_words_;    // per axis the word last written, word_room_ each
+  std::size_t last_size_[6] = {};   // 0: none yet
+  std::vector<char> line_;          // a motion block put together
   std::vector<AptEvent> pending_;
   std::size_t pending_next_ = 0;
   long line_number_ = 0;
   long blocks_ = 0;
-  std::string last_word_[6];
-  std::string last_motion_;
-  std::string last_feed_;
+  const std::string no_motion_;
+  const std::string* last_motion_ = &no_motion_;
+  char last_feed_[kFeedRoom];
+  std::size_t last_feed_size_ = 0;
   int last_feed_mode_ = -1;     // 0 inverse time, 1 per minute
   bool have_last_ = false;
   double last_axes_[6] = {};
