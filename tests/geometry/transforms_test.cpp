@@ -71,19 +71,6 @@ TEST_F(Transforms, HeadRotationOffsetsAndPlacedWorkpiece) {
   EXPECT_EQ(1, k5x::place_workpiece(empty, t));
 }
 
-// Trunnion: Z offset 250 from the geometry, tool length 100, so the tip is at (x, y, z - 100);
-// table axes turn the workpiece the opposite way, so the tip seen from it turns positively, and
-// the tool's +Z, 100 long, seen from the workpiece turned by A 90 is -Y.
-TEST_F(Transforms, TipAndDirectionInRotatedWorkpiece) {
-  load(k5x_test::machine_text("Trunnion"));
-  const Vec xyz = {10.0, 20.0, 250.0}, a90 = {90.0, 0.0, 0.0};
-  expect_near(Vec{-20.0, 10.0, 150.0}, tip(xyz, {0.0, 0.0, 90.0}).data());
-  expect_near(Vec{10.0, -150.0, 20.0}, tip(xyz, a90).data());
-  double v[3];
-  EXPECT_EQ(0, k5x::tool_axis_at(st, xyz.data(), a90.data(), v));
-  expect_near(Vec{0.0, -100.0, 0.0}, v);
-}
-
 // A B head pivoting at x 0.3 over a tool point at x 0.3, on X and Z only. (How rtcp 1 groups
 // its sums, to the bit, is the golden record's to guard.)
 TEST_F(Transforms, LinearValuesOnAnXZMachine) {
