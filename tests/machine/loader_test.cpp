@@ -272,16 +272,6 @@ std::string anchors(const State& st) {
   return s;
 }
 
-TEST_F(Loader, HeadsAndRotaryList) {
-  const char* rows[][2] = {{"DemoHead", "ForkC, <piece>: ForkC HeadB"},
-                           {"Trunnion", "<tool>, TrunnionA: TableC TrunnionA"},
-                           {"ThreeRotary", "HeadA, TableC: TableC HeadA HeadB"}};
-  for (const auto& r : rows) {
-    ASSERT_EQ(load(machine_text(r[0])), 0);
-    EXPECT_EQ(anchors(st_), r[1]) << r[0];
-  }
-}
-
 TEST_F(Loader, AxesUnderTheWorkpieceHaveNegatedFactors) {
   // Linear and rotary axes alternate under the workpiece: rotary ones listed nearest first.
   ASSERT_EQ(load("bati=Z\naxe=AXE_Z,Z,RamZ\nrotation=AXE_B,Y,0,1,0,0,100,HeadB\noutil=Z\n"
