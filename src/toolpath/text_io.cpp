@@ -309,22 +309,26 @@ const char* scan_plain_decimal(const char* p, const char* end, double* out) {
   const bool negative = p < end && *p == '-';
   if (p < end && (*p == '-' || *p == '+')) ++p;
   std::uint64_t mantissa = 0;
-  int digits = 0, decimals = 0, n = 8;
+  int digits = 0, decimals = 0, n = 0;
   // Up to 15 digits the mantissa is exact (and cannot have wrapped); a longer run stops at 16.
-  while (n == 8 && digits <= 15) {
+  // After a full read of eight, one byte says whether another is needed: the fraction of a
+  // unit vector as CAM writes it has eight digits exactly.
+  auto more = [&] {
+    return n == 8 && digits <= 15 && p < end && static_cast<unsigned>(*p - '0') < 10;
+  };
+  do {
     const std::uint64_t part = take_digits(p, end, &n);
     mantissa = mantissa * kScale[n] + part;
     digits += n;
-  }
+  } while (more());
   if (p < end && *p == '.') {
     ++p;
-    n = 8;
-    while (n == 8 && digits <= 15) {
+    do {
       const std::uint64_t part = take_digits(p, end, &n);
       mantissa = mantissa * kScale[n] + part;
       digits += n;
       decimals += n;
-    }
+    } while (more());
   }
   if (digits == 0 || digits > 15) return nullptr;
   // Both operands are exact (below 2^53 and 10^22), so the one division rounds correctly.
