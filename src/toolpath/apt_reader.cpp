@@ -446,6 +446,9 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     if (space != std::string::npos) key = key.substr(0, space);
   }
   if (key.size() > 40) key = key.substr(0, 40);
+  // A few dozen names are kept: a file that is no APT at all must not add one for every line.
+  constexpr std::size_t kNamesKept = 64;
+  if (unknown_.size() >= kNamesKept && unknown_.find(key) == unknown_.end()) key = "(others)";
   ++unknown_[key];
   return kEnd;
 }

@@ -48,7 +48,8 @@ class AptReader {
 
   const std::string& message() const { return message_; }
   long line() const { return record_line_; }
-  // Records the reader does not act on, by name, with how often they came.
+  // Records the reader does not act on, by name, with how often they came; past 64 names, the
+  // others are counted together under "(others)".
   const std::map<std::string, long>& unknown() const { return unknown_; }
   long moves() const { return index_; }
   // True once a unit was known for certain (UNITS/ or a feed in inches or millimetres).
