@@ -625,7 +625,7 @@ int run_post(const PostArgs& a) {
   }
 
   // The toolpath's format: APT / CLSF records, or lines of six numbers.
-  bool apt = a.input_format == "apt";
+  bool apt = a.input_format == "apt" && !demo;  // the demo is lines of X Y Z I J K
   if (a.input_format == "auto" && close_in) {
     std::vector<char> head(65536);
     const std::size_t got = std::fread(head.data(), 1, head.size(), in);
