@@ -53,8 +53,15 @@ bool load_or_report(const std::string& machine_arg, k5x::Machine* machine) {
   struct stat st;
   const bool dir = !machine_arg.empty() && stat(machine_arg.c_str(), &st) == 0 &&
                    S_ISDIR(st.st_mode) && label == machine_arg;
+  // A name that is no file, without a path or an extension, was most likely meant as an
+  // embedded machine.
+  const bool missing = embedded == nullptr && stat(machine_arg.c_str(), &st) != 0;
+  const bool bare = machine_arg.find_first_of("/.") == std::string::npos;
   std::fprintf(stderr, "k5x: cannot load %s: code %d (%s)%s\n", label.c_str(), code,
-               load_code_text(code), dir ? "; it is a directory" : "");
+               load_code_text(code),
+               dir                ? "; it is a directory"
+               : missing && bare ? "; nor is it an embedded machine ('k5x --help' lists them)"
+                                 : "");
   return false;
 }
 

@@ -267,7 +267,9 @@ has "$T/post.err" "malformed lines skipped +2$" "skip.txt:2: .*skipped" "skip.tx
 run 1 "post missing toolpath" "$K5X" post "$T/missing.txt"
 has "$T/err" "cannot open .*missing.txt"
 run 1 "post bad machine" "$K5X" post --machine "$T/nope.k5x" "$T/forms.txt"
-has "$T/err" "cannot load .*nope.k5x: code 1"
+has "$T/err" "cannot load .*nope.k5x: code 1 \(the file cannot be opened\)$"
+run 1 "post misspelt machine" "$K5X" post --machine Trunion "$T/forms.txt"
+has "$T/err" "cannot load Trunion: code 1 .*nor is it an embedded machine"
 run 2 "post bad option" "$K5X" post --rtcp 5 "$T/forms.txt"
 run 2 "post empty machine" "$K5X" post --machine "" "$T/forms.txt"
 run 0 "post demo" "$K5X" post --demo
