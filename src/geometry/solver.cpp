@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 
 #include "kernel/kernel.h"
 
@@ -64,17 +65,35 @@ double largest_change(const double sol[3], const double prev[3]) {
 struct FirstTurn {
   bool turned = false;
   double gamma = 0.0;
+  // u . T once turned, as the geometry gives it without the turn: the height along d1 times T's,
+  // plus the two radii. NaN when it may not stand for the turned vector's own product.
+  double reach = std::numeric_limits<double>::quiet_NaN();
 };
+
+// How far the turn-free product may be from the turned one and still decide the reach: rounding
+// puts them some 1e-15 apart for unit vectors, so this leaves a wide margin.
+constexpr double kReachMargin = 1e-11;
+
+bool near_unit(const double v[3]) { return std::fabs(vdot(v, v) - 1.0) <= kReachMargin; }
 
 double solve_first_axis(const double d1[3], const double t[3], double prev_f1, const double u[3],
                         double eps, FirstTurn* turn) {
+  const double height = vdot(u, d1);
   double w[3];
-  vreject(d1, u, w);
-  if (vnormalize(w, eps) != 0) return prev_f1;
+  vaxpy(u, d1, -height, w);
+  const double radius = vnorm(w);
+  if (!(radius > eps)) return prev_f1;
+  for (double& x : w) x /= radius;
   double v[3];
   vcross(d1, w, v);
-  turn->gamma = atan2_eps(vdot(t, v), vdot(t, w), eps);
+  const double tv = vdot(t, v), tw = vdot(t, w);
+  turn->gamma = atan2_eps(tv, tw, eps);
   turn->turned = true;
+  // Only where the turn is the one towards T (not the zero of two tiny components) and both
+  // vectors are unit; a radius near eps could be read as along d1 when u is turned.
+  if ((std::fabs(tw) > eps || std::fabs(tv) > eps) && radius > eps + kReachMargin && near_unit(d1) &&
+      near_unit(u))
+    turn->reach = height * vdot(t, d1) + radius * std::sqrt(tw * tw + tv * tv);
   return wrap_loose(rad_to_deg(turn->gamma), prev_f1);
 }
 
@@ -250,6 +269,10 @@ bool takes_second(const SolvedCandidates& c, const double sol1[3], const double 
 int reach_code(SolvedCandidates& c, bool second, double eps) {
   const int i = second ? 1 : 0;
   if (c.reach[i] < 0) {
+    // Most directions are reached (or missed) by far more than rounding: no turn is needed.
+    const double threshold = 1.0 - eps, estimate = c.turn[i].reach;
+    if (estimate >= threshold + kReachMargin) return c.reach[i] = 0;
+    if (estimate < threshold - kReachMargin) return c.reach[i] = 1;
     double u[3];
     vcopy(c.u[i], u);
     if (c.turn[i].turned) rotate_vector(c.d1, c.turn[i].gamma, u, eps);
