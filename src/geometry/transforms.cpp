@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include "geometry/chain.h"
 #include "kernel/kernel.h"
@@ -32,6 +33,21 @@ const double* origin_of(const State& st, int index) {
 int inverse_or_identity(const State& st, const double m[9], double inv[9]) {
   m3identity(inv);
   return m3inverse(m, inv, st.eps);
+}
+
+// inverse_or_identity through the state's memo.
+int remembered_inverse(State& st, const double m[9], double inv[9]) {
+  InverseMemo& memo = st.frame_inverse;
+  double key[10];
+  m3copy(m, key);
+  key[9] = st.eps;
+  if (!memo.valid || !same_bits(key, memo.key, 10)) {
+    std::memcpy(memo.key, key, sizeof key);
+    memo.status = inverse_or_identity(st, m, memo.inverse);
+    memo.valid = true;
+  }
+  m3copy(memo.inverse, inv);
+  return memo.status;
 }
 
 void evaluate(State& st, const double xyz[3], const double abc[3]) {
@@ -153,7 +169,7 @@ int place_tip(State& st, const double p[3], const double abc[3], double xyz[3]) 
   double tip[3];
   tool_tip(st, tip);
   double finv[9];
-  inverse_or_identity(st, frame_of(st, m.frame), finv);
+  remembered_inverse(st, frame_of(st, m.frame), finv);
   double d[3];
   vsub(target, tip, d);  // tip - target
   m3apply(finv, d, d);

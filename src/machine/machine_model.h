@@ -154,6 +154,15 @@ struct PairMemo {
   RotationBasis u_about_d2;
 };
 
+// The inverse of the frame record's frame as the placement last computed it, keyed like the
+// other memos: that frame rarely moves, and an inverse costs nine divisions.
+struct InverseMemo {
+  bool valid = false;
+  double key[10];  // the matrix, eps
+  double inverse[9];
+  int status;
+};
+
 // Whole cache lines: a state solving on one thread shares none with its neighbours.
 struct alignas(64) State {
   State();
@@ -173,6 +182,7 @@ struct alignas(64) State {
   double sol2[3] = {0.0, 0.0, 0.0};
   PairMemo pair_memo;
   FrameBasis frame_memo[kMaxRecords];  // each record's last turn in the chain
+  InverseMemo frame_inverse;
 
   // Interpolation table shared by the subdivision and the interpolation table (rows of six).
   double* table = nullptr;
