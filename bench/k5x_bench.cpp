@@ -206,7 +206,7 @@ long post_pass(k5x::State& st, std::string& text, std::FILE* sink, int threads,
       k5x_cli::ItemBatch batch;
       k5x::Candidates cand;
       while (input.next(&batch)) {
-        for (const k5x_cli::ReadItem& p : batch.items) {
+        for (const k5x_cli::ReadItem& p : batch) {
           if (p.kind != k5x_cli::ReadItem::move) continue;
           batch.unpack(p, &cand);
           planner.push_gathered(p.m, cand, gatherer.start_found());

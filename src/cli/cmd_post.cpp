@@ -763,7 +763,7 @@ int run_post(const PostArgs& a) {
       InputThread input(toolpath.get(), &gatherer);
       ItemBatch batch;
       while (status < 0 && input.next(&batch)) {
-        for (const ReadItem& p : batch.items) {
+        for (const ReadItem& p : batch) {
           if (p.kind == ReadItem::move) batch.unpack(p, &cand);
           const std::size_t at = static_cast<std::size_t>(p.first);
           status = take(p, p.kind == ReadItem::malformed ? batch.reasons[at] : toolpath->reason(),

@@ -148,10 +148,12 @@ void InputThread::read(ToolpathSource* source, k5x::Gatherer* gatherer) {
         break;  // the source keeps its errno, and reads no further
     }
     if (++n == kBatch || text > kBatchText) {
-      batch.items.resize(n);
+      batch.count = n;
       if (!queue_.push(std::move(batch))) return;
-      if (!spare_.try_pop(&batch)) batch = ItemBatch();
-      batch.items.resize(kBatch);
+      if (!spare_.try_pop(&batch)) {
+        batch = ItemBatch();
+        batch.items.resize(kBatch);
+      }
       batch.solutions.clear();
       batch.reasons.clear();
       batch.events.clear();
@@ -159,7 +161,7 @@ void InputThread::read(ToolpathSource* source, k5x::Gatherer* gatherer) {
     }
   }
   if (n > 0) {
-    batch.items.resize(n);
+    batch.count = n;
     queue_.push(std::move(batch));
   }
 }

@@ -141,7 +141,12 @@ class AptToolpath : public ToolpathSource {
 // two or three, not the sixteen a Candidates can hold, and what crosses between the cores is
 // what costs), and the rare reasons and events beside them.
 struct ItemBatch {
+  // Room for a whole batch, kept at its size from batch to batch (sizing it again would clear
+  // every item); the first `count` were read.
   std::vector<ReadItem> items;
+  std::size_t count = 0;
+  const ReadItem* begin() const { return items.data(); }
+  const ReadItem* end() const { return items.data() + count; }
   struct Solution {
     double abc[3];
     int solver_code;
