@@ -207,7 +207,11 @@ void solve_all(State& st, const MachineFacts& f, const double dir[3], const doub
             duplicate = same_angles(out->abc[j], abc);
           if (duplicate) continue;
           const bool as_solved = same_angles(abc, base[b]);
-          const int travel = rotary_travel_code(st, abc);
+          // The solver's own answer was tested for travel as it was solved (with two free axes
+          // its code is that test's).
+          const int travel = !f.three_rotary && same_bits(abc, base[b], 3)
+                                 ? base_code[b]
+                                 : rotary_travel_code(st, abc);
           out->solver_code[out->count] = as_solved ? base_code[b]
                                          : f.three_rotary ? (travel == 0 ? 1 : travel)
                                                           : travel;
