@@ -66,6 +66,26 @@ bool tool_points_to_spindle(const Model& m) {
   return !(along < 0.0);
 }
 
+// Whether the direction lies along the first free axis (within eps, once made unit). Directions
+// come here unit already, so the test mostly needs neither the root nor the divisions: only
+// where rounding could decide it is the direction made unit again.
+bool along_first_axis(const State& st, const MachineFacts& f, const double dir[3]) {
+  constexpr double kMargin = 1e-12;
+  const double eps = st.eps;
+  if (std::fabs(vdot(dir, dir) - 1.0) <= kMargin) {
+    double c[3];
+    vcross(dir, f.first_axis, c);
+    const double sine2 = vdot(c, c);
+    if (sine2 > (eps + kMargin) * (eps + kMargin)) return false;
+    if (eps > kMargin && sine2 < (eps - kMargin) * (eps - kMargin)) return true;
+  }
+  double t[3] = {dir[0], dir[1], dir[2]};
+  vnormalize(t, eps);
+  double c[3];
+  vcross(t, f.first_axis, c);
+  return vnorm(c) <= eps;
+}
+
 }  // namespace
 
 MachineFacts read_machine_facts(State& st) {
@@ -170,13 +190,7 @@ void solve_all(State& st, const MachineFacts& f, const double dir[3], const doub
       base_code[1] = rotary_travel_code(st, second);
       bases = 2;
     }
-    if (f.first_free >= 0) {
-      double t[3] = {dir[0], dir[1], dir[2]};
-      vnormalize(t, st.eps);
-      double c[3];
-      vcross(t, f.first_axis, c);
-      out->singular = vnorm(c) <= st.eps;
-    }
+    if (f.first_free >= 0) out->singular = along_first_axis(st, f, dir);
   }
   for (int b = 0; b < bases; ++b) {
     // Whole-turn representatives of each limited axis within its travel.

@@ -120,6 +120,12 @@ printf '0 0 0 0.2 0.1 0.97\n0 0 0 0 0 1\n0 0 0 0.2 0.1 0.97\n' >"$T/vertical3.tx
 posted ThreeRotary "$T/vertical3.txt" ""
 [ "$(cut -d, -f7 "$T/p.csv" | sort -u | wc -l)" -eq 2 ]
 verdict "three rotary: C moved at the vertical" $?
+# So does the trunnion's C where the example's dome ends on top and the tool leaves along the
+# table's axis: the solver's own answer there would turn it 43 degrees.
+run 0 "post Trunnion example" "$K5X" post --machine Trunnion \
+  "$(dirname "$0")/../../examples/dome_and_wall.apt"
+[ "$(tail -n 3 "$T/out" | cut -d, -f7 | sort -u | wc -l)" -eq 1 ]
+verdict "trunnion: C moved at the vertical" $?
 # A long rotation on an unlimited table winds on; --wrap modulo writes it in [0, 360).
 cone "$T/turns.txt" 20 360 1 && cat "$T/turns.txt" "$T/turns.txt" "$T/turns.txt" >"$T/turns3.txt"
 posted HeadTable "$T/turns3.txt" ""
