@@ -71,10 +71,11 @@ struct FirstTurn {
 };
 
 // How far the turn-free product may be from the turned one and still decide the reach: rounding
-// puts them some 1e-15 apart for unit vectors, so this leaves a wide margin.
+// puts them some 1e-15 apart for unit vectors, so this leaves a wide margin. A vector off unit
+// length by d puts them about d apart, so only vectors far closer to unit than that are taken.
 constexpr double kReachMargin = 1e-11;
 
-bool near_unit(const double v[3]) { return std::fabs(vdot(v, v) - 1.0) <= kReachMargin; }
+bool near_unit(const double v[3]) { return std::fabs(vdot(v, v) - 1.0) <= 1e-13; }
 
 double solve_first_axis(const double d1[3], const double t[3], double prev_f1, const double u[3],
                         double eps, FirstTurn* turn) {

@@ -72,7 +72,7 @@ bool tool_points_to_spindle(const Model& m) {
 bool along_first_axis(const State& st, const MachineFacts& f, const double dir[3]) {
   constexpr double kMargin = 1e-12;
   const double eps = st.eps;
-  if (std::fabs(vdot(dir, dir) - 1.0) <= kMargin) {
+  if (std::fabs(vdot(dir, dir) - 1.0) <= 1e-14) {  // then unit within a hundredth of the margin
     double c[3];
     vcross(dir, f.first_axis, c);
     const double sine2 = vdot(c, c);
