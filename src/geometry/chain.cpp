@@ -23,9 +23,11 @@ __attribute__((always_inline)) inline void move_record(State& st, int i, double 
   const double t = (value - r.offset) * r.factor;
   if (r.kind == kKindLinear)
     vaxpy(r.origin, d, t, r.origin);
-  else
-    rotate_frame_cs(d, std::cos(t), std::sin(t), r.frame,
-                    frame_basis(d, r.frame, st.eps, &st.frame_memo[i]));
+  else {
+    double c, s;
+    cos_sin(st.turns, t, &c, &s);
+    rotate_frame_cs(d, c, s, r.frame, frame_basis(d, r.frame, st.eps, &st.frame_memo[i]));
+  }
 }
 
 __attribute__((always_inline)) inline void place_child(const AxisRecord& r, const Link& l,

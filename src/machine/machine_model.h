@@ -183,6 +183,7 @@ struct alignas(64) State {
   PairMemo pair_memo;
   FrameBasis frame_memo[kMaxRecords];  // each record's last turn in the chain
   InverseMemo frame_inverse;
+  SineMemo turns;  // the solver's last two turns of its second axis
 
   // Interpolation table shared by the subdivision and the interpolation table (rows of six).
   double* table = nullptr;
