@@ -276,26 +276,35 @@ inline void remember_cos_sin(SineMemo& m, int slot, double angle, double c, doub
   m.sin[slot] = s;
 }
 
+// The cosine and sine of t from those of known when t is known or -known to the bit: true then.
+// Infinities are excluded with NaNs; both give NaN anyway.
+__attribute__((always_inline)) inline bool cos_sin_from(double known, double known_cos,
+                                                        double known_sin, double t, double* c,
+                                                        double* s) {
+  std::uint64_t bits, a;
+  std::memcpy(&bits, &t, sizeof bits);
+  std::memcpy(&a, &known, sizeof a);
+  constexpr std::uint64_t kSign = std::uint64_t(1) << 63;
+  constexpr std::uint64_t kInfinity = std::uint64_t(0x7FF) << 52;
+  // Not for a NaN, whose sign and payload the library may set its own way.
+  if ((bits & ~kSign) != (a & ~kSign) || (a & ~kSign) >= kInfinity) return false;
+  *c = known_cos;
+  *s = bits == a ? known_sin : -known_sin;
+  return true;
+}
+
+__attribute__((always_inline)) inline void cos_sin_beside(double known, double known_cos,
+                                                          double known_sin, double t, double* c,
+                                                          double* s) {
+  if (cos_sin_from(known, known_cos, known_sin, t, c, s)) return;
+  *c = std::cos(t);
+  *s = std::sin(t);
+}
+
 __attribute__((always_inline)) inline void cos_sin(const SineMemo& m, double t, double* c,
                                                    double* s) {
-  std::uint64_t bits, a0, a1;
-  std::memcpy(&bits, &t, sizeof bits);
-  std::memcpy(&a0, &m.angle[0], sizeof a0);
-  std::memcpy(&a1, &m.angle[1], sizeof a1);
-  constexpr std::uint64_t kSign = std::uint64_t(1) << 63;
-  for (int i = 0; i < 2; ++i) {
-    const std::uint64_t a = i == 0 ? a0 : a1;
-    if (bits == a) {
-      *c = m.cos[i];
-      *s = m.sin[i];
-      return;
-    }
-    if ((bits ^ kSign) == a) {
-      *c = m.cos[i];
-      *s = -m.sin[i];
-      return;
-    }
-  }
+  for (int i = 0; i < 2; ++i)
+    if (cos_sin_from(m.angle[i], m.cos[i], m.sin[i], t, c, s)) return;
   *c = std::cos(t);
   *s = std::sin(t);
 }
