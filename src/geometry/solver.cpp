@@ -232,12 +232,12 @@ int solve_candidates(State& st, const double ijk[3], const double prev_in[3], So
       }
     }
     const double a1 = deg_to_rad(sol1[f2]), a2 = deg_to_rad(sol2[f2]);
-    const double c1 = std::cos(a1), s1 = std::sin(a1);
-    // With the tool at rest on the first axis' plane the two candidates are opposite: one
-    // evaluation serves both (the library's cosine is even and its sine odd, to the bit).
-    double c2, s2;
-    cos_sin_beside(a1, c1, s1, a2, &c2, &s2);
+    // With the tool at rest on the first axis' plane the two candidates are opposite, and a
+    // repeated direction turns by the same angles: the memo serves both.
+    double c1, s1, c2, s2;
+    cos_sin(st.turns, a1, &c1, &s1);
     remember_cos_sin(st.turns, 0, a1, c1, s1);
+    cos_sin(st.turns, a2, &c2, &s2);
     remember_cos_sin(st.turns, 1, a2, c2, s2);
     rotate_basis(g.u_about_d2, d2, c1, s1, u);
     rotate_basis(g.u_about_d2, d2, c2, s2, u2);

@@ -263,7 +263,8 @@ inline void rotate_frame(const double axis[3], double angle, double m[9], double
 // The cosine and sine of the last two angles a solve turned by. Placing that solution turns the
 // same axis by the same angle, negated on the table side, about seven times in ten to the bit
 // (the chain converts degrees with one folded factor, the solver with two steps). The answer for
-// -t is taken from t's, as the library's sine and cosine are odd and even to the bit.
+// -t is taken from t's, as the library's sine and cosine are odd and even to the bit. Each entry
+// is the library's own answer for its angle, so no change of machine or setting voids it.
 struct SineMemo {
   double angle[2] = {0.0, 0.0};
   double cos[2] = {1.0, 1.0};
@@ -291,14 +292,6 @@ __attribute__((always_inline)) inline bool cos_sin_from(double known, double kno
   *c = known_cos;
   *s = bits == a ? known_sin : -known_sin;
   return true;
-}
-
-__attribute__((always_inline)) inline void cos_sin_beside(double known, double known_cos,
-                                                          double known_sin, double t, double* c,
-                                                          double* s) {
-  if (cos_sin_from(known, known_cos, known_sin, t, c, s)) return;
-  *c = std::cos(t);
-  *s = std::sin(t);
 }
 
 __attribute__((always_inline)) inline void cos_sin(const SineMemo& m, double t, double* c,
