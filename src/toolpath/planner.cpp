@@ -168,6 +168,14 @@ Planner::Planner(State& st, const PlanOptions& options, PositionSink* sink)
   spare_slots_.reserve(held_.size() * 4);
   cos_tolerance_ = std::cos(opt_.angle_tolerance * kDeg);
   sin_tolerance_ = std::sin(opt_.angle_tolerance * kDeg);
+  if (sin_tolerance_ > 0.0 && sin_tolerance_ < 1.0) {
+    // Bands a billionth wide round where the sine meets the tolerance, and round half a turn,
+    // are left to the sine itself: outside them rounding cannot change what the plan sees.
+    const double edge = std::asin(sin_tolerance_);
+    within_ = edge * (1.0 - 1e-9);
+    beyond_ = edge * (1.0 + 1e-9);
+    before_half_ = kPi - edge - 1e-9;
+  }
 }
 
 void Planner::store(Held& h, const Candidates& cand) {
@@ -211,9 +219,15 @@ void Planner::finish() {
   if (count_ > 0) plan_and_emit(count_);
 }
 
+// The plan asks of this sine only its sign and whether it is within sin_tolerance_: most
+// angles answer both without the library call, by a stand-in of 0 (within) or +-2 (beyond).
 double Planner::pole_sine(const double abc[3]) const {
   const int s = facts_.second_free;
-  return s >= 0 ? std::sin((abc[s] - facts_.pole) * kDeg) : 1.0;
+  if (s < 0) return 1.0;
+  const double x = (abc[s] - facts_.pole) * kDeg, a = std::fabs(x);
+  if (a < within_) return 0.0;
+  if (a > beyond_ && a < before_half_) return std::copysign(2.0, x);
+  return std::sin(x);
 }
 
 double Planner::motion(const double a[3], const double b[3], bool at_pole, bool cutting) const {

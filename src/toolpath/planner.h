@@ -66,7 +66,7 @@ class alignas(64) Planner {
   struct Slot {
     double abc[3];
     double cost;       // of the cheapest way here
-    double sine;       // pole_sine, for the plan
+    double sine;       // pole_sine, or a stand-in for it, for the plan
     int solver_code;
     signed char back;  // the previous move's solution on that way
     bool in_travel;
@@ -113,6 +113,9 @@ class alignas(64) Planner {
   MachineFacts facts_;
   bool flip_ = false;
   double cos_tolerance_ = 1.0, sin_tolerance_ = 0.0;  // of the angle tolerance
+  // Angles from the pole (radians) whose sine is surely within sin_tolerance_ (below
+  // within_), or surely beyond it and of the angle's sign (between beyond_ and before_half_).
+  double within_ = -1.0, beyond_ = 0.0, before_half_ = 0.0;
   PlanStats stats_;
 
   std::vector<Held> held_;   // window, preallocated
