@@ -70,6 +70,16 @@ double distance_to_segment(const double p[3], const double a[3], const double b[
   return vdistance(p, q);
 }
 
+void copy_solutions(const Candidates& from, Candidates* to) {
+  to->count = from.count;
+  to->singular = from.singular;
+  for (int j = 0; j < from.count; ++j) {
+    vcopy(from.abc[j], to->abc[j]);
+    to->solver_code[j] = from.solver_code[j];
+    to->in_travel[j] = from.in_travel[j];
+  }
+}
+
 }  // namespace
 
 Gatherer::Gatherer(State& st, const PlanOptions& options)
@@ -107,7 +117,7 @@ void Gatherer::gather(ProgrammedMove& move, Candidates* out) {
   }
 }
 
-void Gatherer::solve(const double axis[3], Candidates* out) {
+void Gatherer::solve_anew(const double axis[3], Candidates* out) {
   Candidates& c = *out;
   if (opt_.choice == Choice::nearest) {
     c.singular = false;
@@ -122,6 +132,27 @@ void Gatherer::solve(const double axis[3], Candidates* out) {
     return;
   }
   solve_all(st_, facts_, axis, seed_, opt_.mode3r, out);
+}
+
+void Gatherer::solve(const double axis[3], Candidates* out) {
+  Candidates& c = *out;
+  // Not with three rotary axes, whose solver changes the machine's locks as it goes, nor where
+  // a solve may print its trace.
+  const bool keep = !facts_.three_rotary && st_.silent != 0;
+  const bool held = same_bits(axis, last_axis_, 3);
+  if (keep && kept_ && held && same_bits(seed_, kept_seed_, 3)) {
+    copy_solutions(kept_solutions_, &c);
+  } else {
+    solve_anew(axis, out);
+    // Kept from the second move of a held axis on: a path whose axis never holds copies nothing.
+    kept_ = keep && held;
+    if (kept_) {
+      vcopy(seed_, kept_seed_);
+      copy_solutions(c, &kept_solutions_);
+    }
+    vcopy(axis, last_axis_);
+  }
+  if (opt_.choice == Choice::nearest) return;
   // The three-rotary solver turns the table to a whole turn where the tool stands along its
   // axis; holding the table where it is swings nothing there.
   if (facts_.three_rotary && facts_.first_free >= 0) {

@@ -20,7 +20,7 @@ namespace k5x {
 // such a thread never writes a line the planner's thread works in.
 class alignas(64) Gatherer {
  public:
-  // st stays loaded and is used only by this gatherer while it runs.
+  // st stays loaded, with its settings, and is used only by this gatherer while it runs.
   Gatherer(State& st, const PlanOptions& options);
   // Turns move's axis into a unit vector in the machine file's sense and finds its solutions.
   void gather(ProgrammedMove& move, Candidates* out);
@@ -30,6 +30,7 @@ class alignas(64) Gatherer {
 
  private:
   void solve(const double axis[3], Candidates* out);
+  void solve_anew(const double axis[3], Candidates* out);
 
   State& st_;
   PlanOptions opt_;
@@ -42,6 +43,13 @@ class alignas(64) Gatherer {
   // The first free axis of the solutions of the last move that had any, as gathered.
   int before_count_ = 0;
   double before_first_[kMaxCandidates];
+  // A toolpath often holds its tool axis, and the same axis solved from the same seed has the
+  // same solutions (a held axis is solved from the position it led to): the last solve of a
+  // held axis is kept.
+  double last_axis_[3] = {0.0, 0.0, 0.0};  // of the last solve
+  bool kept_ = false;
+  double kept_seed_[3];
+  Candidates kept_solutions_;  // of last_axis_ from kept_seed_, when kept_
 };
 
 class alignas(64) Planner {

@@ -99,28 +99,36 @@ TEST(Planner, KeepsALongPathInTravelAcrossWindows) {
 // Every solution the planner is offered carries the code the output prints for it: on two
 // rotary axes 0 exactly when the solution is in travel, whichever branch it came from (on three,
 // 1). The trunnion's A travel (-120..30) puts one branch out of travel once the tool leans over
-// 30.
+// 30. Each axis is held for three moves, the third answered from what the second kept.
 TEST(Planner, EverySolutionCodeAgreesWithItsTravel) {
   for (const char* name : {"Trunnion", "HeadTable", "DemoHead", "IndexedTable", "ThreeRotary"}) {
     k5x::State st;
     ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text(name)), 0) << name;
     st.silent = 1;
-    const k5x::MachineFacts facts = k5x::read_machine_facts(st);
+    const bool three_rotary = k5x::read_machine_facts(st).three_rotary;
+    k5x::PlanOptions options;
+    options.cam_axis = false;
+    k5x::Gatherer gatherer(st, options);
     int out_of_travel = 0;
     for (double tilt = 0.0; tilt <= 120.0; tilt += 7.5) {
       for (double turn = -170.0; turn < 360.0; turn += 41.0) {
-        const double dir[3] = {std::sin(tilt * kDeg) * std::cos(turn * kDeg),
-                               std::sin(tilt * kDeg) * std::sin(turn * kDeg),
-                               std::cos(tilt * kDeg)};
-        const double seed[3] = {0.0, 0.0, 0.0};
-        k5x::Candidates c;
-        k5x::solve_all(st, facts, dir, seed, 0, &c);
-        for (int j = 0; j < c.count; ++j) {
-          EXPECT_EQ(c.solver_code[j] == (facts.three_rotary ? 1 : 0), c.in_travel[j])
-              << name << " tilt " << tilt << " turn " << turn << " solution " << j << ": code "
-              << c.solver_code[j];
-          out_of_travel += !c.in_travel[j];
+        k5x::Candidates c[3];
+        for (int n = 0; n < 3; ++n) {
+          k5x::ProgrammedMove move;
+          move.axis[0] = std::sin(tilt * kDeg) * std::cos(turn * kDeg);
+          move.axis[1] = std::sin(tilt * kDeg) * std::sin(turn * kDeg);
+          move.axis[2] = std::cos(tilt * kDeg);
+          gatherer.gather(move, &c[n]);
+          for (int j = 0; j < c[n].count; ++j) {
+            EXPECT_EQ(c[n].solver_code[j] == (three_rotary ? 1 : 0), c[n].in_travel[j])
+                << name << " tilt " << tilt << " turn " << turn << " move " << n << " solution "
+                << j << ": code " << c[n].solver_code[j];
+            out_of_travel += !c[n].in_travel[j];
+          }
         }
+        // Whether the axis lies along the first rotary axis is the direction's alone.
+        EXPECT_TRUE(c[0].singular == c[1].singular && c[1].singular == c[2].singular)
+            << name << " tilt " << tilt << " turn " << turn;
       }
     }
     EXPECT_GT(out_of_travel, 0) << name << ": no solution out of travel to check";
