@@ -344,7 +344,7 @@ __attribute__((always_inline)) inline const char* scan_plain_decimal(const char*
 }  // namespace
 
 bool parse_plain_decimal(const char* begin, const char* end, double* out) {
-  double v;
+  double v = 0.0;
   if (scan_plain_decimal(begin, end, &v) != end) return false;
   *out = v;
   return true;
