@@ -1,12 +1,13 @@
 // k5x post's reading side: a toolpath (plain lines or APT records) item by item, and, on more
 // than one thread, read, parsed and solved on a thread of its own while the caller's thread
-// plans and writes. Batches travel through bounded queues in order, so the output is byte for
-// byte the single-threaded one.
+// plans and writes (and parses lines ahead when it would otherwise wait). Batches travel through
+// bounded queues in order, so the output is byte for byte the single-threaded one.
 #ifndef K5X_CLI_PIPELINE_H
 #define K5X_CLI_PIPELINE_H
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdio>
 #include <deque>
 #include <memory>
@@ -93,6 +94,9 @@ struct ReadItem {
   Kind kind = move;
 };
 
+class PlainToolpath;
+struct ItemBatch;
+
 // A toolpath, item by item. After next gives a malformed item, reason() says why; after an
 // event, event() is it; after a read_error, error() is the errno of the failed read.
 class ToolpathSource {
@@ -100,6 +104,8 @@ class ToolpathSource {
   virtual ~ToolpathSource() = default;
   // False at the end; a failing stream gives one read_error first.
   virtual bool next(ReadItem* out) = 0;
+  // A plain toolpath's lines can be parsed apart from their reading.
+  virtual PlainToolpath* plain() { return nullptr; }
   const std::string& reason() const { return reason_; }
   const k5x::AptEvent& event() const { return event_; }
   int error() const { return error_; }
@@ -113,14 +119,30 @@ class ToolpathSource {
 // Lines of X Y Z I J K; blank and comment lines are passed over.
 class PlainToolpath : public ToolpathSource {
  public:
-  PlainToolpath(std::FILE* in, double zero_length) : reader_(in), zero_length_(zero_length) {}
+  PlainToolpath(std::FILE* in, double zero_length)
+      : in_(in), reader_(in), zero_length_(zero_length) {}
   bool next(ReadItem* out) override;
+  PlainToolpath* plain() override { return this; }
+  // The next lines as they are, into batch, to be parsed apart from the reading (their moves
+  // are numbered as they are gathered); false when there were none.
+  bool cut(ItemBatch* batch);
+  // Parses part k of a batch's cut lines, on any thread.
+  void parse_part(ItemBatch* batch, int k) const;
 
  private:
-  k5x::LineReader reader_;
+  // A line as read: false when it holds nothing; else *out is a move or malformed (*reason
+  // then says why).
+  bool parse_line(const char* b, const char* e, k5x::LineReader::Result r, ReadItem* out,
+                  std::string* reason) const;
+  std::FILE* in_;
+  k5x::LineReader reader_;  // for next; cut reads blocks itself, as the reader would split them
   double zero_length_;
   long lineno_ = 0, index_ = 0;
   bool failed_ = false;
+  // cut's state: the start of a line not yet ended, whether a line too long is being passed
+  // over, and whether the stream has ended.
+  std::string carry_;
+  bool discarding_ = false, eof_ = false;
 };
 
 // APT / CLSF records: moves, and the events the G-code writer acts on.
@@ -157,6 +179,49 @@ struct ItemBatch {
   std::vector<k5x::AptEvent> events;
   // The solutions of move p, as the planner takes them.
   void unpack(const ReadItem& p, k5x::Candidates* out) const;
+
+  // A plain toolpath's lines as cut, before they are parsed: their text one after the other,
+  // and where each is. Parsed in parts; part k's items start at items[k * kPartLines], its
+  // reasons apart, so that two threads may parse two parts at once.
+  static constexpr int kParts = 8;
+  static constexpr std::size_t kPartLines = 1024;
+  struct Line {
+    std::uint32_t offset, length;
+    k5x::LineReader::Result result;
+  };
+  // Read straight into: sized by hand, as growing a string or vector would clear it first.
+  std::unique_ptr<char[]> text;
+  std::size_t text_size = 0, text_capacity = 0;
+  std::vector<Line> lines;
+  long first_line = 0;  // the number of lines[0]; the others follow it
+  // Room for n more bytes of text.
+  void reserve_text(std::size_t n);
+  int part_count[kParts] = {};
+  std::vector<std::string> part_reasons[kParts];
+  int parts() const { return static_cast<int>((lines.size() + kPartLines - 1) / kPartLines); }
+};
+
+// The parts of a batch's lines no one has parsed yet: the planning thread takes some when it
+// would otherwise wait for the reading thread.
+class ParseShare {
+ public:
+  // Puts the batch's parts on offer.
+  void offer(const PlainToolpath* source, ItemBatch* batch);
+  // Parses one part if one is on offer; false when none was.
+  bool help();
+  // Parses the parts no one took and waits for those taken; false when one of them could not
+  // be parsed (memory ran out on the other thread).
+  bool finish();
+  // Takes the offer back, once the parts being parsed are done: before the batch goes.
+  void withdraw();
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable parsed_;
+  const PlainToolpath* source_ = nullptr;
+  ItemBatch* batch_ = nullptr;
+  int parts_ = 0, next_ = 0, parsing_ = 0;  // parsing_: parts taken and not yet parsed
+  bool failed_ = false;
 };
 
 // Reads a toolpath on a thread of its own and gathers each move's solutions there too (the
@@ -165,8 +230,13 @@ class InputThread {
  public:
   InputThread(ToolpathSource* source, k5x::Gatherer* gatherer);
   ~InputThread();
-  // The next batch in order; false at the end.
-  bool next(ItemBatch* batch) { return queue_.pop(batch); }
+  // The next batch in order; false at the end. Parses lines for the reading thread while
+  // there is none yet.
+  bool next(ItemBatch* batch) {
+    while (!queue_.try_pop(batch))
+      if (!share_.help()) return queue_.pop(batch);
+    return true;
+  }
   // Hands a batch that has been read back for reuse.
   void recycle(ItemBatch&& batch) { spare_.try_push(std::move(batch)); }
   // Once next gave false: whether the reading ended because memory ran out.
@@ -175,7 +245,13 @@ class InputThread {
  private:
   void run(ToolpathSource* source, k5x::Gatherer* gatherer);
   void read(ToolpathSource* source, k5x::Gatherer* gatherer);
+  void read_lines(PlainToolpath* source, k5x::Gatherer* gatherer);
+  // The next batch to fill: a spare one, or a new one.
+  ItemBatch fresh_batch();
+  // Gathers the solutions of move p into batch.
+  void gather(ReadItem& p, ItemBatch* batch, k5x::Gatherer* gatherer);
   std::atomic<bool> out_of_memory_{false};
+  ParseShare share_;
   BatchQueue<ItemBatch> queue_;
   BatchQueue<ItemBatch> spare_;
   std::thread thread_;

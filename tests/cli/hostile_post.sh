@@ -18,15 +18,25 @@ d, n = sys.argv[1], int(sys.argv[2])
 random.seed(20261124)
 good, bad = [], []
 overlong = 0
+M = 1 << 20
+edges = {n // 7: b"9" * (M - 1) + b"\n", n // 5: b"9" * M + b"\n", n // 3: b"9" * (M - 1) + b"\r\n",
+         n // 2: b"9" * (M - 2) + b"\r\n", 2 * n // 3: b"9" * (M + 1) + b"\n"}
 with open(d + "/path.txt", "wb") as f:
     for line in range(1, n + 1):
         r = random.random()
+        if line in edges:
+            # Around the longest line taken, CR LF counted in: each reported as too long or
+            # as out of range, the same on every thread count.
+            f.write(edges.pop(line))
+            bad.append(line)
+            continue
         if r < 0.9:
             t, a = math.radians(random.uniform(0, 60)), random.uniform(0, 2 * math.pi)
             v = [random.uniform(-100, 100) for _ in range(3)] + [math.sin(t) * math.cos(a), math.sin(t) * math.sin(a), math.cos(t)]
             if random.random() < 0.01:
                 v[random.randrange(3)] = 1e308  # finite: a valid, if absurd, move
-            f.write((" ".join("%.6g" % x for x in v) + "\n").encode())
+            end = "" if line == n else "\r\n" if line % 11 == 0 else "\n"  # the last line unended
+            f.write((" ".join("%.6g" % x for x in v) + end).encode())
             good.append(line)
             continue
         kind = random.randrange(6)
