@@ -353,27 +353,40 @@ void InputThread::read_lines(PlainToolpath* source, k5x::Gatherer* gatherer) {
       ~Withdraw() { share.withdraw(); }
     } withdraw{share_};
     if (more) share_.offer(source, &ahead);
-    // The parts' items, gathered in order and closed up behind each other.
+    // The parts' items, gathered in order and closed up behind each other. The last batch goes
+    // over part by part, or the planning thread would be left with all of it once reading ends.
     std::size_t n = 0;
+    ItemBatch piece;
+    ItemBatch* into = &batch;
     for (int k = 0; k < batch.parts(); ++k) {
+      if (!more) {
+        piece = fresh_batch();
+        into = &piece;
+        n = 0;
+      }
       const std::size_t from = static_cast<std::size_t>(k) * ItemBatch::kPartLines;
       for (std::size_t i = from; i < from + static_cast<std::size_t>(batch.part_count[k]); ++i) {
-        if (n != i) batch.items[n] = batch.items[i];
-        ReadItem& p = batch.items[n++];
+        if (into != &batch || n != i) into->items[n] = batch.items[i];
+        ReadItem& p = into->items[n++];
         if (p.kind == ReadItem::move) {
           p.m.index = index++;
-          gather(p, &batch, gatherer);
+          gather(p, into, gatherer);
         } else if (p.kind == ReadItem::malformed) {
           std::string& reason = batch.part_reasons[k][static_cast<std::size_t>(p.first)];
-          p.first = static_cast<int>(batch.reasons.size());
-          batch.reasons.push_back(std::move(reason));
+          p.first = static_cast<int>(into->reasons.size());
+          into->reasons.push_back(std::move(reason));
         }
       }
+      if (!more && n > 0) {
+        piece.count = n;
+        if (!queue_.push(std::move(piece))) return;
+      }
     }
+    if (!more) return;
     batch.count = n;
     const bool pushed = n == 0 || queue_.push(std::move(batch));
     // A part the other thread could not parse: it reports the memory that ran out.
-    if (!pushed || !more || !share_.finish()) return;
+    if (!pushed || !share_.finish()) return;
     batch = std::move(ahead);
   }
 }
