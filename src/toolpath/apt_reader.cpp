@@ -15,27 +15,54 @@ namespace {
 constexpr double kInch = 25.4;
 constexpr double kPi = 3.141592653589793;
 
+// Narrows [*b, *e) to what lies between the blanks around it.
+void trim_range(const char** b, const char** e) {
+  while (*b < *e && std::isspace(static_cast<unsigned char>(**b))) ++*b;
+  while (*e > *b && std::isspace(static_cast<unsigned char>((*e)[-1]))) --*e;
+}
+
 std::string trim(const std::string& s) {
-  std::size_t b = 0, e = s.size();
-  while (b < e && std::isspace(static_cast<unsigned char>(s[b]))) ++b;
-  while (e > b && std::isspace(static_cast<unsigned char>(s[e - 1]))) --e;
-  return s.substr(b, e - b);
+  const char* b = s.data();
+  const char* e = b + s.size();
+  trim_range(&b, &e);
+  return std::string(b, e);
+}
+
+void upper_in_place(std::string* s) {
+  for (char& c : *s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
 }
 
 std::string upper(std::string s) {
-  for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  upper_in_place(&s);
   return s;
 }
 
-bool parse_number(const std::string& text, double* out) {
-  if (text.empty()) return false;
-  if (parse_plain_decimal(text.data(), text.data() + text.size(), out)) return true;
+// Where "$$" first starts in [b, e), or null.
+const char* find_comment(const char* b, const char* e) {
+  for (const char* p = b; e - p >= 2;) {
+    p = static_cast<const char*>(std::memchr(p, '$', static_cast<std::size_t>(e - p - 1)));
+    if (p == nullptr) return nullptr;
+    if (p[1] == '$') return p;
+    ++p;
+  }
+  return nullptr;
+}
+
+bool parse_number(const char* b, const char* e, double* out) {
+  if (b == e) return false;
+  if (parse_plain_decimal(b, e, out)) return true;
+  // The full conversion wants the text on its own, ended by a NUL.
+  const std::string text(b, e);
   errno = 0;
   char* end = nullptr;
   const double v = std::strtod(text.c_str(), &end);
   if (end == text.c_str() || *end != '\0' || errno == ERANGE || !std::isfinite(v)) return false;
   *out = v;
   return true;
+}
+
+bool parse_number(const std::string& text, double* out) {
+  return parse_number(text.data(), text.data() + text.size(), out);
 }
 
 double norm3(const double v[3]) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
@@ -88,17 +115,20 @@ bool AptReader::read_record() {
     if (!continued) record_line_ = line_;
     // Reported as the record's failure, never dropped unseen.
     if (r == LineReader::kTooLong) return refuse("line");
-    std::string text(b, e);
-    const std::size_t comment = text.find("$$");
-    std::string body = trim(comment == std::string::npos ? text : text.substr(0, comment));
-    if (comment == 0 && !continued) {
-      record_ = "$$" + text.substr(2);
+    const char* comment = find_comment(b, e);
+    if (comment == b && !continued) {
+      record_.assign("$$");
+      record_.append(b + 2, e);
       return true;
     }
-    const bool more = !body.empty() && body.back() == '$';
-    if (more) body.pop_back();
-    overlong = overlong || record_.size() + body.size() > options_.longest_line;
-    if (!overlong) record_ += body;
+    const char* body = b;
+    const char* body_end = comment != nullptr ? comment : e;
+    trim_range(&body, &body_end);
+    const bool more = body < body_end && body_end[-1] == '$';
+    if (more) --body_end;
+    const std::size_t length = static_cast<std::size_t>(body_end - body);
+    overlong = overlong || record_.size() + length > options_.longest_line;
+    if (!overlong) record_.append(body, length);
     if (more) {
       continued = true;
       continue;
@@ -122,8 +152,9 @@ bool AptReader::numbers(std::size_t from, std::size_t count_min, std::size_t cou
       message_ = name_ + "/ takes at most " + std::to_string(count_max) + " numbers";
       return false;
     }
-    if (!parse_number(fields_[i], &out[*count])) {
-      message_ = name_ + "/: not a number: '" + fields_[i] + "'";
+    const char* b = record_.data() + fields_[i].begin;
+    if (!parse_number(b, record_.data() + fields_[i].end, &out[*count])) {
+      message_ = name_ + "/: not a number: '" + field(i) + "'";
       return false;
     }
     ++*count;
@@ -241,17 +272,23 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     event->text = trim(record_.substr(2));
     return event->text.empty() ? kEnd : kEvent;
   }
+  // The name and the fields are read in place: the strings are kept from record to record, so
+  // that a move record allocates nothing.
   const std::size_t slash = record_.find('/');
-  if (slash == std::string::npos) {
-    name_ = upper(trim(record_));
-  } else {
-    name_ = upper(trim(record_.substr(0, slash)));
-    std::string rest = record_.substr(slash + 1);
-    std::size_t start = 0;
+  const char* text = record_.data();
+  const char* name = text;
+  const char* name_end = text + (slash == std::string::npos ? record_.size() : slash);
+  trim_range(&name, &name_end);
+  name_.assign(name, name_end);
+  upper_in_place(&name_);
+  if (slash != std::string::npos) {
+    std::size_t start = slash + 1;
     for (;;) {
-      const std::size_t comma = rest.find(',', start);
-      fields_.push_back(trim(rest.substr(start, comma == std::string::npos ? std::string::npos
-                                                                          : comma - start)));
+      const std::size_t comma = record_.find(',', start);
+      const char* b = text + start;
+      const char* e = text + (comma == std::string::npos ? record_.size() : comma);
+      trim_range(&b, &e);
+      fields_.push_back({static_cast<std::size_t>(b - text), static_cast<std::size_t>(e - text)});
       if (comma == std::string::npos) break;
       start = comma + 1;
     }
@@ -289,7 +326,7 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     return kEnd;
   }
   if (name_ == "MULTAX") {
-    const std::string mode = fields_.empty() ? "ON" : upper(fields_[0]);
+    const std::string mode = fields_.empty() ? "ON" : upper(field(0));
     if (mode != "ON" && mode != "OFF") return fail("MULTAX/ takes ON or OFF");
     multax_ = mode == "ON";
     return kEnd;
@@ -303,7 +340,7 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     return kEnd;
   }
   if (name_ == "UNITS") {
-    const std::string u = fields_.empty() ? "" : upper(fields_[0]);
+    const std::string u = fields_.empty() ? "" : upper(field(0));
     if (u != "MM" && u != "INCHES" && u != "INCH") return fail("UNITS/ takes MM or INCHES");
     if (options_.units == AptUnits::automatic) {
       scale_ = u == "MM" ? 1.0 : kInch;
@@ -314,8 +351,8 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
   if (name_ == "FEDRAT") {
     std::string unit;
     std::size_t from = 0;
-    if (!fields_.empty() && !parse_number(fields_[0], v)) {
-      unit = upper(fields_[0]);
+    if (!fields_.empty() && !parse_number(field(0), v)) {
+      unit = upper(field(0));
       from = 1;
     }
     if (!numbers(from, 1, 1, v, &n)) return kError;
@@ -340,10 +377,10 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
   if (name_ == "LOADTL" || name_ == "LOAD") {
     std::size_t from = 0;
     if (name_ == "LOAD") {
-      if (fields_.empty() || upper(fields_[0]) != "TOOL") return fail("LOAD/ takes TOOL,n");
+      if (fields_.empty() || upper(field(0)) != "TOOL") return fail("LOAD/ takes TOOL,n");
       from = 1;
     }
-    if (fields_.size() <= from || !parse_number(fields_[from], v) || v[0] < 0.0 || v[0] > 1e9 ||
+    if (fields_.size() <= from || !parse_number(field(from), v) || v[0] < 0.0 || v[0] > 1e9 ||
         v[0] != std::floor(v[0]))
       return fail(name_ + "/ needs a tool number");
     event->kind = AptEvent::tool_load;
@@ -359,8 +396,8 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     event->kind = AptEvent::spindle;
     double rpm = 0.0;
     bool ccw = false, off = false;
-    for (const std::string& f : fields_) {
-      const std::string w = upper(f);
+    for (std::size_t i = 0; i < fields_.size(); ++i) {
+      const std::string f = field(i), w = upper(f);
       if (w == "OFF") off = true;
       else if (w == "CCLW" || w == "CCW") ccw = true;
       else if (w == "CLW" || w == "CW" || w == "RPM" || w == "ON" || w.empty()) continue;
@@ -372,7 +409,7 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     return kEvent;
   }
   if (name_ == "COOLNT") {
-    const std::string w = fields_.empty() ? "ON" : upper(fields_[0]);
+    const std::string w = fields_.empty() ? "ON" : upper(field(0));
     event->kind = AptEvent::coolant;
     if (w == "OFF") event->coolant_mode = 0;
     else if (w == "ON" || w == "FLOOD") event->coolant_mode = 1;
@@ -405,9 +442,9 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     // the end lies along the axis), so n - 1 whole turns come before the end.
     circle_turns_ = 0;
     for (std::size_t i = 0; i + 1 < fields_.size(); ++i) {
-      if (upper(fields_[i]) != "TIMES") continue;
+      if (upper(field(i)) != "TIMES") continue;
       double times = 0.0;
-      if (!parse_number(fields_[i + 1], &times) || times < 1.0 || times > 1000.0 ||
+      if (!parse_number(field(i + 1), &times) || times < 1.0 || times > 1000.0 ||
           times != std::floor(times))
         return fail("CIRCLE/: TIMES needs a whole number from 1 to 1000");
       circle_turns_ = static_cast<int>(times) - 1;

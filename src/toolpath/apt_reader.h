@@ -68,8 +68,15 @@ class AptReader {
   LineReader reader_;
   AptOptions options_;
   std::string record_;              // the record, continuation lines joined
-  std::vector<std::string> fields_; // after the slash, split at commas, blanks trimmed
-  std::string name_;                // before the slash (or the whole word)
+  // After the slash, split at commas, blanks trimmed: where each lies in record_.
+  struct Field {
+    std::size_t begin, end;
+  };
+  std::vector<Field> fields_;
+  std::string field(std::size_t i) const {
+    return record_.substr(fields_[i].begin, fields_[i].end - fields_[i].begin);
+  }
+  std::string name_;                // before the slash (or the whole word), upper case
   long line_ = 0, record_line_ = 0;
   const char* too_long_ = nullptr;  // "line" or "record": the next record fails so
   std::string message_;
