@@ -15,10 +15,15 @@ namespace {
 constexpr double kInch = 25.4;
 constexpr double kPi = 3.141592653589793;
 
+// The blanks and letters of the "C" locale, whatever locale the host program has set: the
+// same file reads the same everywhere.
+bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+char to_upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
 // Narrows [*b, *e) to what lies between the blanks around it.
 void trim_range(const char** b, const char** e) {
-  while (*b < *e && std::isspace(static_cast<unsigned char>(**b))) ++*b;
-  while (*e > *b && std::isspace(static_cast<unsigned char>((*e)[-1]))) --*e;
+  while (*b < *e && is_space(**b)) ++*b;
+  while (*e > *b && is_space((*e)[-1])) --*e;
 }
 
 std::string trim(const std::string& s) {
@@ -29,7 +34,7 @@ std::string trim(const std::string& s) {
 }
 
 void upper_in_place(std::string* s) {
-  for (char& c : *s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  for (char& c : *s) c = to_upper(c);
 }
 
 std::string upper(std::string s) {
