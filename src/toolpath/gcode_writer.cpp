@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <sstream>
 #include <system_error>
@@ -209,6 +210,12 @@ std::size_t GcodeWriter::changed_words(const double v[6], int from, int to) {
   std::size_t end = lead_room_;
   for (int k = from; k < to; ++k) {
     if (!opt_.has_axis[k]) continue;
+    // The same value has the same word, the one last written or found unchanged.
+    std::uint64_t bits;
+    std::memcpy(&bits, &v[k], sizeof bits);
+    if (have_value_[k] && bits == last_value_[k]) continue;
+    last_value_[k] = bits;
+    have_value_[k] = true;
     const std::string_view w = word(k, v[k]);
     if (!changed(k, w)) continue;
     line_[end++] = ' ';
@@ -313,6 +320,7 @@ void GcodeWriter::position(const PlannedPosition& p) {
     const std::string_view z = word(2, opt_.retract_z);
     block(rapid_ + " " + std::string(z));
     changed(2, z);
+    have_value_[2] = false;
     last_motion_ = &rapid_;
     rapid_words(v, 3, 6);
     if (unwind) {

@@ -6,6 +6,7 @@
 #ifndef K5X_TOOLPATH_GCODE_WRITER_H
 #define K5X_TOOLPATH_GCODE_WRITER_H
 
+#include <cstdint>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -97,6 +98,8 @@ class GcodeWriter : public PositionSink {
   std::vector<char> word_;          // the word being made
   std::vector<char> last_words_;    // per axis the word last written, word_room_ each
   std::size_t last_size_[6] = {};   // 0: none yet
+  std::uint64_t last_value_[6] = {};  // per axis the bits of the value last turned into a word
+  bool have_value_[6] = {};
   std::vector<char> line_;          // a motion block put together
   std::vector<AptEvent> pending_;
   std::size_t pending_next_ = 0;

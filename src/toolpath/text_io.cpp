@@ -111,7 +111,8 @@ const char kPairs[] =
     "8081828384858687888990919293949596979899";
 
 // The last n digits of v (leading zeros included), written backwards to end at p.
-inline void put_digits_backwards(char* p, std::uint32_t v, int n) {
+__attribute__((always_inline)) inline void put_digits_backwards(char* p, std::uint32_t v,
+                                                                int n) {
   for (; n >= 2; n -= 2) {
     const std::uint32_t r = v % 100;
     v /= 100;
