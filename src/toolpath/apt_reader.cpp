@@ -55,7 +55,17 @@ const char* find_comment(const char* b, const char* e) {
 
 bool parse_number(const char* b, const char* e, double* out) {
   if (b == e) return false;
-  if (parse_plain_decimal(b, e, out)) return true;
+  // A field of the usual length is copied with a NUL and room after it, so that its digits
+  // are read eight at a time up to its end.
+  const std::size_t n = static_cast<std::size_t>(e - b);
+  char padded[40];
+  if (n <= sizeof padded - 8) {
+    std::memcpy(padded, b, n);
+    std::memset(padded + n, 0, 8);
+    if (parse_plain_decimal_padded(padded, padded + n, out)) return true;
+  } else if (parse_plain_decimal(b, e, out)) {
+    return true;
+  }
   // The full conversion wants the text on its own, ended by a NUL.
   const std::string text(b, e);
   errno = 0;

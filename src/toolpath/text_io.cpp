@@ -133,7 +133,7 @@ inline int digit_count(std::uint32_t v) {
 // u units of 10^-D as "integer.fraction" at p; the end of what was written. With D known the
 // split is by a constant, and both halves fit 32 bits (u < 10^(9+D) + 1).
 template <int D>
-char* put_units(char* p, std::uint64_t u) {
+__attribute__((always_inline)) inline char* put_units(char* p, std::uint64_t u) {
   constexpr std::uint64_t kUnit = power_of_ten(D);
   const std::uint64_t whole = u / kUnit;
   const int n = digit_count(static_cast<std::uint32_t>(whole));
@@ -347,6 +347,14 @@ __attribute__((always_inline)) inline const char* scan_plain_decimal(const char*
 bool parse_plain_decimal(const char* begin, const char* end, double* out) {
   double v = 0.0;
   if (scan_plain_decimal(begin, end, &v) != end) return false;
+  *out = v;
+  return true;
+}
+
+bool parse_plain_decimal_padded(const char* begin, const char* end, double* out) {
+  double v = 0.0;
+  // The byte at end stops the scan as end itself would, and the eight after it may be read.
+  if (scan_plain_decimal(begin, end + 8, &v) != end) return false;
   *out = v;
   return true;
 }

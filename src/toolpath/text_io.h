@@ -75,6 +75,9 @@ char* fixed_as_printf(char* out, double v, int decimals);
 // value, the same as a full conversion gives (an exact integer divided by an exact power of
 // ten); false, with *out untouched, for anything else, which a full conversion then reads.
 bool parse_plain_decimal(const char* begin, const char* end, double* out);
+// The same where end is followed by at least eight bytes that may be read, the first of them no
+// digit, point or sign: the digits are then read eight at a time up to the end.
+bool parse_plain_decimal_padded(const char* begin, const char* end, double* out);
 
 // Parses one toolpath line "X Y Z I J K" (fields separated by blanks or by commas with
 // optional blanks around them). Returns 1 with the six values, 0 for a line to skip (blank, or

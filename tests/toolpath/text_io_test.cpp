@@ -53,6 +53,14 @@ TEST(PlainDecimal, ReadsAsTheFullConversionDoesBitForBit) {
       ASSERT_TRUE(k5x::parse_plain_decimal(number.data(), number.data() + number.size(), &alone))
           << s;
       ASSERT_EQ(std::memcmp(&alone, &full, sizeof full), 0) << s;
+      // Followed by a NUL and room: the same value, and a number that runs on is no number.
+      std::vector<char> padded(number);
+      padded.resize(number.size() + 8, '\0');
+      double fast = 0.0;
+      ASSERT_TRUE(k5x::parse_plain_decimal_padded(padded.data(), padded.data() + s.size(), &fast));
+      ASSERT_EQ(std::memcmp(&fast, &full, sizeof full), 0) << s;
+      padded[s.size()] = '7';
+      EXPECT_FALSE(k5x::parse_plain_decimal_padded(padded.data(), padded.data() + s.size(), &fast));
     }
   }
   for (const char* s : {"", "-", ".", "1e5", "1.2.3", "12a", "--1", "1234567890123456", "inf"}) {
