@@ -243,7 +243,11 @@ void Planner::accept(bool start_found) {
     stats_.start_found = start_found;
     free_start_ = opt_.start_auto && start_found;
   }
-  if (++count_ == opt_.window + opt_.overlap) plan_and_emit(opt_.window);
+  ++count_;
+  // The shortest path goes forward move by move while the window fills, the slots just stored
+  // still in cache; only the way back waits for the window.
+  plan_forward(count_);
+  if (count_ == opt_.window + opt_.overlap) plan_and_emit(opt_.window);
 }
 
 void Planner::finish() {
@@ -307,10 +311,10 @@ double Planner::motion(const double a[3], const double b[3], double sa, double s
   return cost;
 }
 
-void Planner::plan_and_emit(int emit_count) {
+void Planner::plan_forward(int to) {
   // Shortest path over the candidates of consecutive moves; unreachable moves are stepped over.
-  int prev = -1;
-  for (int m = 0; m < count_; ++m) {
+  int prev = planned_prev_;
+  for (int m = planned_; m < to; ++m) {
     Held& h = held_[static_cast<std::size_t>(m)];
     const bool at_pole =
         prev >= 0 && near_first_axis(held_[static_cast<std::size_t>(prev)].move.axis, h.move.axis);
@@ -347,6 +351,13 @@ void Planner::plan_and_emit(int emit_count) {
     }
     if (h.count > 0) prev = m;
   }
+  planned_ = to;
+  planned_prev_ = prev;
+}
+
+void Planner::plan_and_emit(int emit_count) {
+  plan_forward(count_);
+  const int prev = planned_prev_;
   // Back from the cheapest end.
   for (int m = 0; m < count_; ++m) chosen_[static_cast<std::size_t>(m)] = -1;
   if (prev >= 0) {
@@ -387,6 +398,9 @@ void Planner::plan_and_emit(int emit_count) {
   }
   slots_.swap(spare_slots_);
   count_ -= emit_count;
+  // The overlap is planned again from the last position delivered.
+  planned_ = 0;
+  planned_prev_ = -1;
 }
 
 // Close to the direction along the first free axis, that axis turns fast for a small change of

@@ -97,6 +97,9 @@ class alignas(64) Planner {
   double motion(const double a[3], const double b[3], double sa, double sb, bool at_pole,
                 bool cutting) const;
   double pole_sine(const double abc[3]) const;
+  // The way forward to every solution of the held moves up to `to`, from where the last call
+  // left it.
+  void plan_forward(int to);
   void plan_and_emit(int emit_count);
   void spread_singular(int emit_count);
   void emit(const Held& h, const double abc[3], int solver_code);
@@ -133,6 +136,8 @@ class alignas(64) Planner {
   Candidates mid_;           // solutions of a halved move
   std::vector<double> sweep_;  // positions of a sweep: 6 axes, tip, axis per row
   int count_ = 0;
+  int planned_ = 0;        // held moves whose ways forward are known
+  int planned_prev_ = -1;  // the last of them with solutions
   Gatherer own_;             // gathers the moves given to push
   bool free_start_ = false;  // the first move may take any of its solutions
   bool anchored_ = false;    // a position has been delivered: the plan continues from it
