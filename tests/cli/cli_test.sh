@@ -193,6 +193,25 @@ for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
     esac
   done
 done
+# What the program writes for the shared files, the example and a walk over several planning
+# windows, on every machine: the same as when it was last looked over, digit for digit
+# (tests/data/post_outputs.txt). When a change is meant to move them, record them again:
+# K5X_RECORD=1 and this test.
+outputs="$(dirname "$0")/../data/post_outputs.txt"
+walk "$T/long_walk.txt" 30000 2
+for g in "$(dirname "$0")"/../../../shared/toolpaths/*.txt "$(dirname "$0")"/../../examples/*.apt \
+    "$T/long_walk.txt"; do
+  for m in DemoHead Trunnion HeadTable ThreeRotary IndexedTable; do
+    for o in "" "--output gcode --subdivide --retract-z 200" "--start auto --subdivide"; do
+      sum=$("$K5X" post --machine "$m" "$g" $o 2>/dev/null |
+        grep -v '^(date\|^(k5x post \|^(toolpath ' | sha256sum | cut -c1-16)
+      echo "$m $(basename "$g") ${o:-csv} $sum"
+    done
+  done
+done >"$T/outputs"
+if [ -n "${K5X_RECORD:-}" ]; then cp "$T/outputs" "$outputs"; fi
+diff "$outputs" "$T/outputs"
+verdict "post: the outputs of the shared files differ from those recorded" $?
 # More threads, the same program byte for byte (but for the header's date and command).
 "$K5X" post --machine IndexedTable "$f" --start auto --subdivide --retract-z 200 --threads 2 \
   -o "$T/p2.nc" 2>/dev/null
