@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kBatch = 8192;  // items per hand-over, with their solutions
 static_assert(kBatch <= ItemBatch::kParts * ItemBatch::kPartLines, "a batch's lines fit its parts");
 constexpr std::size_t kQueued = 4;    // batches in flight at the most: memory stays bounded
-constexpr std::size_t kBatchText = std::size_t(1) << 24;  // bytes of comments, reasons or lines, also
+constexpr std::size_t kBatchText = std::size_t(1) << 24;  // bytes of comments, reasons, lines
 }  // namespace
 
 bool PlainToolpath::parse_line(const char* b, const char* e, k5x::LineReader::Result r,
@@ -24,7 +24,7 @@ bool PlainToolpath::parse_line(const char* b, const char* e, k5x::LineReader::Re
   double v[6];
   int parsed;
   if (r == k5x::LineReader::kTooLong) {
-    std::snprintf(why, sizeof why, "line longer than %d bytes", 1 << 20);
+    std::snprintf(why, sizeof why, "line longer than %zu bytes", k5x::LineReader::kLongest);
     parsed = -1;
   } else {
     parsed = k5x::parse_move_line(b, e, v, zero_length_, why, sizeof why);
@@ -77,7 +77,7 @@ bool PlainToolpath::cut(ItemBatch* batch) {
   // Lines end as LineReader ends them: at LF, a CR before it dropped, the last one at the end of
   // the stream; one of kLongest bytes or more is reported too long and passed over.
   constexpr std::size_t kPiece = std::size_t(1) << 16;  // read at a time, to stay in cache
-  constexpr std::size_t kLongest = std::size_t(1) << 20;
+  constexpr std::size_t kLongest = k5x::LineReader::kLongest;
   std::vector<ItemBatch::Line>& lines = batch->lines;
   lines.clear();
   batch->first_line = lineno_ + 1;
@@ -90,7 +90,8 @@ bool PlainToolpath::cut(ItemBatch* batch) {
   auto add = [&](std::size_t end, k5x::LineReader::Result r) {
     const char* text = batch->text.get();
     if (r == k5x::LineReader::kLine && end > start && text[end - 1] == '\r') --end;
-    lines.push_back({static_cast<std::uint32_t>(start), static_cast<std::uint32_t>(end - start), r});
+    lines.push_back(
+        {static_cast<std::uint32_t>(start), static_cast<std::uint32_t>(end - start), r});
     ++lineno_;
   };
   while (!failed_ && lines.size() < kBatch) {

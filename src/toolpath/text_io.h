@@ -13,8 +13,11 @@ class LineReader {
  public:
   enum Result { kLine, kEnd, kError, kTooLong };
 
+  // The capacity a reader has unless told otherwise.
+  static constexpr std::size_t kLongest = std::size_t(1) << 20;
+
   // Lines longer than capacity bytes are reported as kTooLong (and skipped).
-  explicit LineReader(std::FILE* in, std::size_t capacity = std::size_t(1) << 20);
+  explicit LineReader(std::FILE* in, std::size_t capacity = kLongest);
   ~LineReader();
   LineReader(const LineReader&) = delete;
   LineReader& operator=(const LineReader&) = delete;
