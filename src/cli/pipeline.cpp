@@ -73,7 +73,7 @@ void ItemBatch::reserve_text(std::size_t n) {
   text_capacity = capacity;
 }
 
-bool PlainToolpath::cut(ItemBatch* batch) {
+bool ToolpathSource::cut(ItemBatch* batch) {
   // Lines end as LineReader ends them: at LF, a CR before it dropped, the last one at the end of
   // the stream; one of kLongest bytes or more is reported too long and passed over.
   constexpr std::size_t kPiece = std::size_t(1) << 16;  // read at a time, to stay in cache
@@ -94,7 +94,7 @@ bool PlainToolpath::cut(ItemBatch* batch) {
         {static_cast<std::uint32_t>(start), static_cast<std::uint32_t>(end - start), r});
     ++lineno_;
   };
-  while (!failed_ && lines.size() < kBatch) {
+  while (!cut_failed_ && lines.size() < kBatch) {
     const char* text = batch->text.get();
     const void* lf = scan < size ? std::memchr(text + scan, '\n', size - scan) : nullptr;
     if (lf != nullptr) {
@@ -125,7 +125,7 @@ bool PlainToolpath::cut(ItemBatch* batch) {
     if (got == 0) {
       if (std::ferror(in_)) {
         error_ = errno;
-        failed_ = true;
+        cut_failed_ = true;
         lines.push_back({0, 0, k5x::LineReader::kError});
         break;
       }
@@ -184,10 +184,24 @@ bool AptToolpath::next(ReadItem* out) {
       break;
   }
   if (!std::ferror(in_)) return false;
-  error_ = errno;
+  // A failed cut kept the errno of its read.
+  if (!cut_failed_) error_ = errno;
   failed_ = true;
   out->kind = ReadItem::read_error;
   return true;
+}
+
+void AptToolpath::parse_part(ItemBatch* batch, int k) const {
+  const std::size_t from = static_cast<std::size_t>(k) * ItemBatch::kPartLines;
+  const std::size_t to = std::min(from + ItemBatch::kPartLines, batch->lines.size());
+  for (std::size_t i = from; i < to; ++i) {
+    const ItemBatch::Line& line = batch->lines[i];
+    ItemBatch::Goto& g = batch->gotos[i];
+    const char* text = batch->text.get() + line.offset;
+    g.count = line.result == k5x::LineReader::kLine
+                  ? k5x::read_goto_line(text, text + line.length, g.values)
+                  : 0;
+  }
 }
 
 void ItemBatch::unpack(const ReadItem& p, k5x::Candidates* out) const {
@@ -209,7 +223,7 @@ InputThread::~InputThread() {
   if (thread_.joinable()) thread_.join();
 }
 
-void ParseShare::offer(const PlainToolpath* source, ItemBatch* batch) {
+void ParseShare::offer(const ToolpathSource* source, ItemBatch* batch) {
   std::lock_guard<std::mutex> lock(mutex_);
   source_ = source;
   batch_ = batch;
@@ -258,12 +272,72 @@ void ParseShare::withdraw() {
   parts_ = next_ = 0;
 }
 
+namespace {
+
+// An APT toolpath's lines for its reader on the reading thread, cut here a batch at a time.
+// While the reader takes one batch's lines, the next batch's are on offer to be read ahead.
+class SharedAptLines final : public k5x::AptLines {
+ public:
+  SharedAptLines(AptToolpath* source, ParseShare* share) : source_(source), share_(share) {}
+  // The offer is taken back, once the parts being read are done, before the batches go.
+  ~SharedAptLines() override { share_->withdraw(); }
+  SharedAptLines(const SharedAptLines&) = delete;
+  SharedAptLines& operator=(const SharedAptLines&) = delete;
+
+  k5x::LineReader::Result next(const char** begin, const char** end, const double** numbers,
+                               int* count) override {
+    while (at_ == current_.lines.size())
+      if (!advance()) return k5x::LineReader::kEnd;
+    const ItemBatch::Line& line = current_.lines[at_];
+    const ItemBatch::Goto& g = current_.gotos[at_];
+    ++at_;
+    *begin = current_.text.get() + line.offset;
+    *end = *begin + line.length;
+    *numbers = g.values;
+    *count = g.count;
+    return line.result;
+  }
+
+ private:
+  // The next batch's lines, read ahead; false at the end of the stream.
+  bool advance() {
+    if (!started_) {
+      started_ = true;
+      if (!cut(&ahead_)) return false;
+      for (int k = 0; k < ahead_.parts(); ++k) source_->parse_part(&ahead_, k);
+    } else if (!more_) {
+      return false;
+    } else if (!share_->finish()) {
+      throw std::bad_alloc();  // memory ran out on the other thread
+    }
+    std::swap(current_, ahead_);
+    at_ = 0;
+    more_ = cut(&ahead_);
+    if (more_) share_->offer(source_, &ahead_);
+    return true;
+  }
+  bool cut(ItemBatch* batch) {
+    if (!source_->cut(batch)) return false;
+    batch->gotos.resize(batch->lines.size());
+    return true;
+  }
+  AptToolpath* source_;
+  ParseShare* share_;
+  ItemBatch current_, ahead_;
+  std::size_t at_ = 0;
+  bool started_ = false, more_ = false;
+};
+
+}  // namespace
+
 void InputThread::run(ToolpathSource* source, k5x::Gatherer* gatherer) {
   // Nothing may leave a thread's function: memory running out here ends the reading, and the
   // caller's thread reports it.
   try {
     if (PlainToolpath* plain = source->plain())
       read_lines(plain, gatherer);
+    else if (AptToolpath* apt = source->apt(); apt != nullptr && apt->cuts_like_reader())
+      read_records(apt, gatherer);
     else
       read(source, gatherer);
   } catch (const std::bad_alloc&) {
@@ -336,6 +410,17 @@ void InputThread::read(ToolpathSource* source, k5x::Gatherer* gatherer) {
     batch.count = n;
     queue_.push(std::move(batch));
   }
+}
+
+void InputThread::read_records(AptToolpath* source, k5x::Gatherer* gatherer) {
+  SharedAptLines lines(source, &share_);
+  source->read_lines_from(&lines);
+  // The reader lets go of the lines before they go, however this ends.
+  struct Release {
+    AptToolpath* source;
+    ~Release() { source->read_lines_from(nullptr); }
+  } release{source};
+  read(source, gatherer);
 }
 
 void InputThread::read_lines(PlainToolpath* source, k5x::Gatherer* gatherer) {

@@ -95,6 +95,7 @@ struct ReadItem {
 };
 
 class PlainToolpath;
+class AptToolpath;
 struct ItemBatch;
 
 // A toolpath, item by item. After next gives a malformed item, reason() says why; after an
@@ -106,57 +107,69 @@ class ToolpathSource {
   virtual bool next(ReadItem* out) = 0;
   // A plain toolpath's lines can be parsed apart from their reading.
   virtual PlainToolpath* plain() { return nullptr; }
+  virtual AptToolpath* apt() { return nullptr; }
+  // The next lines as they are, into batch, to be parsed apart from the reading; false when
+  // there were none. Lines end as LineReader ends them.
+  bool cut(ItemBatch* batch);
+  // Does what can be done ahead of the reading for part k of a batch's cut lines, on any
+  // thread.
+  virtual void parse_part(ItemBatch* batch, int k) const = 0;
   const std::string& reason() const { return reason_; }
   const k5x::AptEvent& event() const { return event_; }
   int error() const { return error_; }
 
  protected:
+  explicit ToolpathSource(std::FILE* in) : in_(in) {}
+  std::FILE* in_;
   std::string reason_;
   k5x::AptEvent event_;
   int error_ = 0;
+  bool failed_ = false;  // next found the stream failed: nothing more is read
+  long lineno_ = 0;      // lines read
+  // cut's state: the start of a line not yet ended, whether a line too long is being passed
+  // over, whether the stream has ended, and whether it failed (its errno is in error_).
+  std::string carry_;
+  bool discarding_ = false, eof_ = false, cut_failed_ = false;
 };
 
 // Lines of X Y Z I J K; blank and comment lines are passed over.
 class PlainToolpath : public ToolpathSource {
  public:
   PlainToolpath(std::FILE* in, double zero_length)
-      : in_(in), reader_(in), zero_length_(zero_length) {}
+      : ToolpathSource(in), reader_(in), zero_length_(zero_length) {}
   bool next(ReadItem* out) override;
   PlainToolpath* plain() override { return this; }
-  // The next lines as they are, into batch, to be parsed apart from the reading (their moves
-  // are numbered as they are gathered); false when there were none.
-  bool cut(ItemBatch* batch);
-  // Parses part k of a batch's cut lines, on any thread.
-  void parse_part(ItemBatch* batch, int k) const;
+  // Parses the lines into items, part k's from items[k * kPartLines] on.
+  void parse_part(ItemBatch* batch, int k) const override;
 
  private:
   // A line as read: false when it holds nothing; else *out is a move or malformed (*reason
   // then says why).
   bool parse_line(const char* b, const char* e, k5x::LineReader::Result r, ReadItem* out,
                   std::string* reason) const;
-  std::FILE* in_;
   k5x::LineReader reader_;  // for next; cut reads blocks itself, as the reader would split them
   double zero_length_;
-  long lineno_ = 0, index_ = 0;
-  bool failed_ = false;
-  // cut's state: the start of a line not yet ended, whether a line too long is being passed
-  // over, and whether the stream has ended.
-  std::string carry_;
-  bool discarding_ = false, eof_ = false;
+  long index_ = 0;
 };
 
 // APT / CLSF records: moves, and the events the G-code writer acts on.
 class AptToolpath : public ToolpathSource {
  public:
-  AptToolpath(std::FILE* in, const k5x::AptOptions& options) : in_(in), reader_(in, options) {}
+  AptToolpath(std::FILE* in, const k5x::AptOptions& options)
+      : ToolpathSource(in), reader_(in, options) {}
   bool next(ReadItem* out) override;
+  AptToolpath* apt() override { return this; }
+  // Reads ahead the lines that are whole GOTO records, into the batch's gotos.
+  void parse_part(ItemBatch* batch, int k) const override;
   // Its counts, for the summary once reading is over.
   const k5x::AptReader& reader() const { return reader_; }
+  // Records from lines cut elsewhere (null: from the stream again).
+  void read_lines_from(k5x::AptLines* lines) { reader_.read_lines_from(lines); }
+  // Whether cut splits lines as this reader's own line reader would.
+  bool cuts_like_reader() const { return reader_.longest_line() == k5x::LineReader::kLongest; }
 
  private:
-  std::FILE* in_;
   k5x::AptReader reader_;
-  bool failed_ = false;
 };
 
 // Items read together, with the solutions of their moves packed after each other (a move has
@@ -198,6 +211,12 @@ struct ItemBatch {
   void reserve_text(std::size_t n);
   int part_count[kParts] = {};
   std::vector<std::string> part_reasons[kParts];
+  // An APT batch's lines read ahead: the numbers of each line that is a whole GOTO record.
+  struct Goto {
+    double values[6];
+    int count;  // 3 or 6; 0 for any other line
+  };
+  std::vector<Goto> gotos;
   int parts() const { return static_cast<int>((lines.size() + kPartLines - 1) / kPartLines); }
 };
 
@@ -206,7 +225,7 @@ struct ItemBatch {
 class ParseShare {
  public:
   // Puts the batch's parts on offer.
-  void offer(const PlainToolpath* source, ItemBatch* batch);
+  void offer(const ToolpathSource* source, ItemBatch* batch);
   // Parses one part if one is on offer; false when none was.
   bool help();
   // Parses the parts no one took and waits for those taken; false when one of them could not
@@ -218,7 +237,7 @@ class ParseShare {
  private:
   std::mutex mutex_;
   std::condition_variable parsed_;
-  const PlainToolpath* source_ = nullptr;
+  const ToolpathSource* source_ = nullptr;
   ItemBatch* batch_ = nullptr;
   int parts_ = 0, next_ = 0, parsing_ = 0;  // parsing_: parts taken and not yet parsed
   bool failed_ = false;
@@ -246,6 +265,8 @@ class InputThread {
   void run(ToolpathSource* source, k5x::Gatherer* gatherer);
   void read(ToolpathSource* source, k5x::Gatherer* gatherer);
   void read_lines(PlainToolpath* source, k5x::Gatherer* gatherer);
+  // As read, with the records' lines cut here and read ahead on either thread.
+  void read_records(AptToolpath* source, k5x::Gatherer* gatherer);
   // The next batch to fill: a spare one, or a new one.
   ItemBatch fresh_batch();
   // Gathers the solutions of move p into batch.

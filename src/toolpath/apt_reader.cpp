@@ -96,6 +96,34 @@ double dot3(const double a[3], const double b[3]) {
 
 }  // namespace
 
+int read_goto_line(const char* b, const char* e, double numbers[6]) {
+  // Only a line that is a record by itself: no comment, no continuation. The name and the
+  // fields are found and read as record() finds and reads them.
+  if (find_comment(b, e) != nullptr) return 0;
+  trim_range(&b, &e);
+  if (b == e || e[-1] == '$') return 0;
+  const char* slash = static_cast<const char*>(std::memchr(b, '/', static_cast<std::size_t>(e - b)));
+  if (slash == nullptr) return 0;
+  const char* name = b;
+  const char* name_end = slash;
+  trim_range(&name, &name_end);
+  if (name_end - name != 4 || to_upper(name[0]) != 'G' || to_upper(name[1]) != 'O' ||
+      to_upper(name[2]) != 'T' || to_upper(name[3]) != 'O')
+    return 0;
+  int n = 0;
+  for (const char* p = slash + 1;;) {
+    const char* comma = static_cast<const char*>(std::memchr(p, ',', static_cast<std::size_t>(e - p)));
+    const char* fb = p;
+    const char* fe = comma != nullptr ? comma : e;
+    trim_range(&fb, &fe);
+    if (n == 6 || !parse_number(fb, fe, &numbers[n])) return 0;
+    ++n;
+    if (comma == nullptr) break;
+    p = comma + 1;
+  }
+  return n == 3 || n == 6 ? n : 0;
+}
+
 AptReader::AptReader(std::FILE* in, const AptOptions& options)
     : reader_(in, options.longest_line), options_(options) {
   if (options_.units == AptUnits::inches) scale_ = kInch;
@@ -123,13 +151,21 @@ bool AptReader::read_record() {
     return true;
   };
   for (;;) {
-    const LineReader::Result r = reader_.next(&b, &e);
+    const double* numbers = nullptr;
+    int count = 0;
+    const LineReader::Result r =
+        lines_ != nullptr ? lines_->next(&b, &e, &numbers, &count) : reader_.next(&b, &e);
     if (r == LineReader::kEnd || r == LineReader::kError)
       return overlong ? refuse("record") : !record_.empty();
     ++line_;
     if (!continued) record_line_ = line_;
     // Reported as the record's failure, never dropped unseen.
     if (r == LineReader::kTooLong) return refuse("line");
+    if (count > 0 && !continued) {
+      std::memcpy(ahead_, numbers, static_cast<std::size_t>(count) * sizeof(double));
+      ahead_count_ = static_cast<std::size_t>(count);
+      return true;
+    }
     const char* comment = find_comment(b, e);
     if (comment == b && !continued) {
       record_.assign("$$");
@@ -271,6 +307,28 @@ AptReader::Result AptReader::next(ProgrammedMove* move, AptEvent* event) {
   }
 }
 
+// A GOTO or FROM record's numbers (name_ says which).
+AptReader::Result AptReader::go_to(const double* v, std::size_t n, ProgrammedMove* move) {
+  if (n != 3 && n != 6) return fail(name_ + "/ needs 3 or 6 numbers, found " + std::to_string(n));
+  if (n == 6 && multax_) {
+    const double len = norm3(v + 3);
+    if (!(len > 1e-9)) return fail(name_ + "/: zero tool axis");
+    double local[3] = {v[3] / len, v[4] / len, v[5] / len};
+    to_workpiece(local, axis_, true);
+  }
+  double local[3] = {v[0] * scale_, v[1] * scale_, v[2] * scale_}, point[3];
+  to_workpiece(local, point, false);
+  if (!std::isfinite(point[0]) || !std::isfinite(point[1]) || !std::isfinite(point[2]))
+    return fail(name_ + "/: the point lies beyond the range of numbers");
+  if (name_ == "FROM") {
+    for (int k = 0; k < 3; ++k) from_[k] = point[k];
+    have_from_ = true;
+    rapid_ = true;
+  }
+  if (circle_pending_) return queue_circle(point, move);
+  return emit_move(point, move);
+}
+
 AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
   fields_.clear();
   if (too_long_ != nullptr) {
@@ -282,6 +340,12 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
   event->before = index_;
   event->line = record_line_;
   event->text.clear();
+  if (ahead_count_ > 0) {
+    const std::size_t n = ahead_count_;
+    ahead_count_ = 0;
+    name_.assign("GOTO");
+    return go_to(ahead_, n, move);
+  }
   if (record_.compare(0, 2, "$$") == 0) {
     event->kind = AptEvent::comment;
     event->text = trim(record_.substr(2));
@@ -312,24 +376,7 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
   std::size_t n = 0;
   if (name_ == "GOTO" || name_ == "FROM") {
     if (!numbers(0, 3, 6, v, &n)) return kError;
-    if (n != 3 && n != 6) return fail(name_ + "/ needs 3 or 6 numbers, found " + std::to_string(n));
-    if (n == 6 && multax_) {
-      const double len = norm3(v + 3);
-      if (!(len > 1e-9)) return fail(name_ + "/: zero tool axis");
-      double local[3] = {v[3] / len, v[4] / len, v[5] / len};
-      to_workpiece(local, axis_, true);
-    }
-    double local[3] = {v[0] * scale_, v[1] * scale_, v[2] * scale_}, point[3];
-    to_workpiece(local, point, false);
-    if (!std::isfinite(point[0]) || !std::isfinite(point[1]) || !std::isfinite(point[2]))
-      return fail(name_ + "/: the point lies beyond the range of numbers");
-    if (name_ == "FROM") {
-      for (int k = 0; k < 3; ++k) from_[k] = point[k];
-      have_from_ = true;
-      rapid_ = true;
-    }
-    if (circle_pending_) return queue_circle(point, move);
-    return emit_move(point, move);
+    return go_to(v, n, move);
   }
   if (name_ == "GOHOME") {
     if (!have_from_) return fail("GOHOME/ without a FROM/ point");

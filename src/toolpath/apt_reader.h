@@ -36,11 +36,29 @@ struct AptOptions {
   std::size_t longest_line = std::size_t(1) << 20;  // longer lines are malformed records
 };
 
+// Lines for an AptReader cut from the stream elsewhere. A line that is a whole GOTO record may
+// come with its numbers read ahead by read_goto_line, perhaps on another thread.
+class AptLines {
+ public:
+  virtual ~AptLines() = default;
+  // The next line, as LineReader::next gives it; *count is 3 or 6 when *numbers holds the
+  // line's GOTO numbers, else 0.
+  virtual LineReader::Result next(const char** begin, const char** end, const double** numbers,
+                                  int* count) = 0;
+};
+
+// The numbers of a line that is a whole GOTO record with 3 or 6 numbers, as the reader would
+// read them: their count, or 0 for any other line (the reader reads those itself).
+int read_goto_line(const char* begin, const char* end, double numbers[6]);
+
 class AptReader {
  public:
   enum Result { kMove, kEvent, kEnd, kError };
 
   AptReader(std::FILE* in, const AptOptions& options);
+  // Lines from elsewhere instead of the stream, from the next record on (null: the stream).
+  void read_lines_from(AptLines* lines) { lines_ = lines; }
+  std::size_t longest_line() const { return options_.longest_line; }
 
   // The next move or event. kError: message() holds the reason, line() the record's first line;
   // reading may go on after it (the record is skipped).
@@ -59,6 +77,7 @@ class AptReader {
   bool read_record();
   Result record(ProgrammedMove* move, AptEvent* event);
   Result fail(const std::string& why);
+  Result go_to(const double* v, std::size_t n, ProgrammedMove* move);
   bool numbers(std::size_t from, std::size_t count_min, std::size_t count_max, double* out,
                std::size_t* count);
   void to_workpiece(const double local[3], double out[3], bool direction) const;
@@ -66,7 +85,11 @@ class AptReader {
   Result queue_circle(const double end[3], ProgrammedMove* move);
 
   LineReader reader_;
+  AptLines* lines_ = nullptr;
   AptOptions options_;
+  // A GOTO line's numbers as read ahead: the record instead of record_.
+  double ahead_[6] = {};
+  std::size_t ahead_count_ = 0;
   std::string record_;              // the record, continuation lines joined
   // After the slash, split at commas, blanks trimmed: where each lies in record_.
   struct Field {

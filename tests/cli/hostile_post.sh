@@ -2,7 +2,8 @@
 # k5x post on long hostile input: valid moves among malformed lines, NaN, 1e308, overlong lines
 # and NUL bytes. With --skip-bad every valid move is written exactly once and every bad line is
 # reported once as FILE:LINE; without it the run stops at the first bad line with status 2 and
-# leaves -o as it was. usage: hostile_post.sh PATH_TO_k5x [LINES]
+# leaves -o as it was. An APT file as hostile posts the same on two threads as on one.
+# usage: hostile_post.sh PATH_TO_k5x [LINES]
 set -u
 K5X="$1"
 LINES="${2:-100000}"
@@ -57,6 +58,34 @@ with open(d + "/path.txt", "wb") as f:
             text = b"1e999 0 0 0 0 1"
         f.write(text + b"\n")
         bad.append(line)
+
+# APT records of every kind around the same edges, and one record continued over more lines
+# than are read at a time.
+with open(d + "/path.apt", "wb") as f:
+    f.write(b"UNITS/MM\nMULTAX\n")
+    for line in range(1, n + 1):
+        r = random.random()
+        end = b"" if line == n else b"\r\n" if line % 13 == 0 else b"\n"
+        t, a = math.radians(random.uniform(0, 60)), random.uniform(0, 2 * math.pi)
+        v = [random.uniform(-100, 100) for _ in range(3)] + [math.sin(t) * math.cos(a), math.sin(t) * math.sin(a), math.cos(t)]
+        nums = ",".join("%.6f" % x for x in v).encode()
+        if line == n // 2:
+            text = b"GOTO/1,2,$" + b"\n  $" * 9000 + b"\n3,0,0,1"
+        elif line in (n // 7, n // 5, n // 3):
+            pad = M - 1 + [n // 7, n // 5, n // 3].index(line)  # around the longest line
+            text = b"GOTO/1,2," + b"0" * (pad - 10) + b"3"
+        elif r < 0.8:
+            text = random.choice([b"GOTO/", b"goto / ", b" GOTO/ "]) + nums.replace(b",", random.choice([b",", b" , "]))
+        elif r < 0.84:
+            text = b"GOTO/" + nums[:nums.index(b",", 20) + 1] + b"$\n" + nums[nums.index(b",", 20) + 1:]
+        elif r < 0.88:
+            text = random.choice([b"$$ a comment", b"GOTO/" + nums + b" $$ note", b"RAPID",
+                                  b"PPRINT/ x $\nGOTO/" + nums])  # one record, no move
+        elif r < 0.92:
+            text = random.choice([b"FEDRAT/ 1200", b"SPINDL/ 9000, CLW", b"COOLNT/ ON", b"MULTAX/ OFF", b"MULTAX/ ON"])
+        else:
+            text = random.choice([b"GOTO/1,2", b"GOTO/1,x,3", b"GOTO/1,2,3,0,0,0", b"GOTO/1e999,0,0", b"GOTO/1,2,3,4", b"GOTO/1,2,3\0"])
+        f.write(text + end)
 open(d + "/good", "w").write("\n".join(map(str, good)) + "\n")
 open(d + "/bad", "w").write("\n".join(map(str, bad)) + "\n")
 PY
@@ -74,6 +103,17 @@ verdict "every bad line reported exactly once" $?
 "$K5X" post --machine Trunnion "$T/path.txt" --skip-bad -o "$T/out2.csv" --threads 2 2>"$T/err2"
 cmp -s "$T/out.csv" "$T/out2.csv" && cmp -s <(grep -v elapsed "$T/err") <(grep -v elapsed "$T/err2")
 verdict "--threads 2: rows or reports differ from one thread's" $?
+
+for output in csv gcode; do
+  "$K5X" post --machine Trunnion "$T/path.apt" --skip-bad --output $output -o "$T/apt1" 2>"$T/err"
+  verdict "APT post --skip-bad --output $output: exit status $?" $?
+  "$K5X" post --machine Trunnion "$T/path.apt" --skip-bad --output $output -o "$T/apt2" \
+    --threads 2 2>"$T/err2"
+  header='^(date \|^(k5x post '  # the date and the command line differ
+  cmp -s <(grep -v "$header" "$T/apt1") <(grep -v "$header" "$T/apt2") &&
+    cmp -s <(grep -v elapsed "$T/err") <(grep -v elapsed "$T/err2")
+  verdict "APT --output $output --threads 2: output or reports differ from one thread's" $?
+done
 
 echo OLD >"$T/keep.csv"
 "$K5X" post --machine Trunnion "$T/path.txt" -o "$T/keep.csv" 2>"$T/err2"
