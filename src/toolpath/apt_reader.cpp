@@ -71,7 +71,8 @@ bool parse_number(const char* b, const char* e, double* out) {
   errno = 0;
   char* end = nullptr;
   const double v = std::strtod(text.c_str(), &end);
-  if (end == text.c_str() || *end != '\0' || errno == ERANGE || !std::isfinite(v)) return false;
+  // The whole field, a NUL in it included, or it is no number.
+  if (end != text.c_str() + text.size() || errno == ERANGE || !std::isfinite(v)) return false;
   *out = v;
   return true;
 }

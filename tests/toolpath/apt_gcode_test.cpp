@@ -159,6 +159,12 @@ TEST(AptReader, HostileNumbersAreErrorsOfTheirRecord) {
     for (double v : m.point) EXPECT_TRUE(std::isfinite(v));
   // The quarter circle in the most chords allowed; the circle beyond range, a straight move.
   EXPECT_EQ(r.moves.size(), 1000000u + 2u);
+  // What follows a NUL in a number is not dropped unseen.
+  const char kNul[] = "GOTO/1,2,3\0x\nGOTO/1,2,4\n";
+  const Read nul = read_apt(std::string(kNul, sizeof kNul - 1));
+  ASSERT_EQ(nul.errors.size(), 1u);
+  EXPECT_EQ(nul.errors[0].substr(0, 25), "1: GOTO/: not a number: '");
+  EXPECT_EQ(nul.moves.size(), 1u);
 }
 
 // What the reader keeps does not grow with the file: continuation lines without end make one
