@@ -42,6 +42,11 @@ std::string upper(std::string s) {
   return s;
 }
 
+// Where c first is in [b, e), or null.
+const char* find_char(const char* b, const char* e, char c) {
+  return static_cast<const char*>(std::memchr(b, c, static_cast<std::size_t>(e - b)));
+}
+
 // Where "$$" first starts in [b, e), or null.
 const char* find_comment(const char* b, const char* e) {
   for (const char* p = b; e - p >= 2;) {
@@ -103,7 +108,7 @@ int read_goto_line(const char* b, const char* e, double numbers[6]) {
   if (find_comment(b, e) != nullptr) return 0;
   trim_range(&b, &e);
   if (b == e || e[-1] == '$') return 0;
-  const char* slash = static_cast<const char*>(std::memchr(b, '/', static_cast<std::size_t>(e - b)));
+  const char* slash = find_char(b, e, '/');
   if (slash == nullptr) return 0;
   const char* name = b;
   const char* name_end = slash;
@@ -113,7 +118,7 @@ int read_goto_line(const char* b, const char* e, double numbers[6]) {
     return 0;
   int n = 0;
   for (const char* p = slash + 1;;) {
-    const char* comma = static_cast<const char*>(std::memchr(p, ',', static_cast<std::size_t>(e - p)));
+    const char* comma = find_char(p, e, ',');
     const char* fb = p;
     const char* fe = comma != nullptr ? comma : e;
     trim_range(&fb, &fe);

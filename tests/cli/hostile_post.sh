@@ -67,7 +67,8 @@ with open(d + "/path.apt", "wb") as f:
         r = random.random()
         end = b"" if line == n else b"\r\n" if line % 13 == 0 else b"\n"
         t, a = math.radians(random.uniform(0, 60)), random.uniform(0, 2 * math.pi)
-        v = [random.uniform(-100, 100) for _ in range(3)] + [math.sin(t) * math.cos(a), math.sin(t) * math.sin(a), math.cos(t)]
+        v = [random.uniform(-100, 100) for _ in range(3)]
+        v += [math.sin(t) * math.cos(a), math.sin(t) * math.sin(a), math.cos(t)]
         nums = ",".join("%.6f" % x for x in v).encode()
         if line == n // 2:
             text = b"GOTO/1,2,$" + b"\n  $" * 9000 + b"\n3,0,0,1"
@@ -75,16 +76,20 @@ with open(d + "/path.apt", "wb") as f:
             pad = M - 1 + [n // 7, n // 5, n // 3].index(line)  # around the longest line
             text = b"GOTO/1,2," + b"0" * (pad - 10) + b"3"
         elif r < 0.8:
-            text = random.choice([b"GOTO/", b"goto / ", b" GOTO/ "]) + nums.replace(b",", random.choice([b",", b" , "]))
+            name = random.choice([b"GOTO/", b"goto / ", b" GOTO/ "])
+            text = name + nums.replace(b",", random.choice([b",", b" , "]))
         elif r < 0.84:
-            text = b"GOTO/" + nums[:nums.index(b",", 20) + 1] + b"$\n" + nums[nums.index(b",", 20) + 1:]
+            cut = nums.index(b",", 20) + 1
+            text = b"GOTO/" + nums[:cut] + b"$\n" + nums[cut:]
         elif r < 0.88:
             text = random.choice([b"$$ a comment", b"GOTO/" + nums + b" $$ note", b"RAPID",
                                   b"PPRINT/ x $\nGOTO/" + nums])  # one record, no move
         elif r < 0.92:
-            text = random.choice([b"FEDRAT/ 1200", b"SPINDL/ 9000, CLW", b"COOLNT/ ON", b"MULTAX/ OFF", b"MULTAX/ ON"])
+            text = random.choice([b"FEDRAT/ 1200", b"SPINDL/ 9000, CLW", b"COOLNT/ ON",
+                                  b"MULTAX/ OFF", b"MULTAX/ ON"])
         else:
-            text = random.choice([b"GOTO/1,2", b"GOTO/1,x,3", b"GOTO/1,2,3,0,0,0", b"GOTO/1e999,0,0", b"GOTO/1,2,3,4", b"GOTO/1,2,3\0"])
+            text = random.choice([b"GOTO/1,2", b"GOTO/1,x,3", b"GOTO/1,2,3,0,0,0",
+                                  b"GOTO/1e999,0,0", b"GOTO/1,2,3,4", b"GOTO/1,2,3\0x"])
         f.write(text + end)
 open(d + "/good", "w").write("\n".join(map(str, good)) + "\n")
 open(d + "/bad", "w").write("\n".join(map(str, bad)) + "\n")
