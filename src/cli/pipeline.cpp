@@ -303,23 +303,21 @@ class SharedAptLines final : public k5x::AptLines {
   bool advance() {
     if (!started_) {
       started_ = true;
-      if (!cut(&ahead_)) return false;
-      for (int k = 0; k < ahead_.parts(); ++k) source_->parse_part(&ahead_, k);
-    } else if (!more_) {
-      return false;
-    } else if (!share_->finish()) {
-      throw std::bad_alloc();  // memory ran out on the other thread
+      cut_ahead();
     }
+    if (!more_) return false;
+    if (!share_->finish()) throw std::bad_alloc();  // memory ran out on the other thread
     std::swap(current_, ahead_);
     at_ = 0;
-    more_ = cut(&ahead_);
-    if (more_) share_->offer(source_, &ahead_);
+    cut_ahead();
     return true;
   }
-  bool cut(ItemBatch* batch) {
-    if (!source_->cut(batch)) return false;
-    batch->gotos.resize(batch->lines.size());
-    return true;
+  // The batch after the current one, on offer.
+  void cut_ahead() {
+    more_ = source_->cut(&ahead_);
+    if (!more_) return;
+    ahead_.gotos.resize(ahead_.lines.size());
+    share_->offer(source_, &ahead_);
   }
   AptToolpath* source_;
   ParseShare* share_;
