@@ -1,10 +1,13 @@
 // k5x post: a toolpath (tool tip points and tool directions in workpiece coordinates) into
 // machine axis positions, as CSV.
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -153,6 +156,50 @@ const char kPostHelp[] =
     "2 bad arguments, or a malformed line (reported as FILE:LINE: reason) without\n"
     "--skip-bad.\n";
 
+// The temporary files being written, removed when the program is interrupted (SIGINT, SIGTERM,
+// SIGHUP) so that no half-written file stays behind: a signal handler reaches them only through
+// data of its own. Slots hold a path while their flag is set; the handler only unlinks.
+constexpr int kPendingFiles = 2;
+char pending_path[kPendingFiles][4096];
+volatile std::sig_atomic_t pending_set[kPendingFiles];
+
+void remove_pending_and_stop(int sig) {
+  for (int i = 0; i < kPendingFiles; ++i)
+    if (pending_set[i]) unlink(pending_path[i]);
+  std::signal(sig, SIG_DFL);
+  std::raise(sig);
+}
+
+// A slot for path, with the handlers in place; -1 when there is none (the file is then not
+// removed on an interrupt, as before).
+int hold_pending(const std::string& path) {
+  static const bool installed = [] {
+    for (int sig : {SIGINT, SIGTERM, SIGHUP}) {
+      struct sigaction now;
+      // A signal the caller ignores (nohup) stays ignored.
+      if (sigaction(sig, nullptr, &now) != 0 || now.sa_handler == SIG_IGN) continue;
+      struct sigaction action = {};
+      action.sa_handler = remove_pending_and_stop;
+      sigemptyset(&action.sa_mask);
+      sigaction(sig, &action, nullptr);
+    }
+    return true;
+  }();
+  (void)installed;
+  for (int i = 0; i < kPendingFiles; ++i) {
+    if (pending_set[i] || path.size() >= sizeof pending_path[i]) continue;
+    std::memcpy(pending_path[i], path.c_str(), path.size() + 1);
+    std::atomic_signal_fence(std::memory_order_seq_cst);  // the path before its flag
+    pending_set[i] = 1;
+    return i;
+  }
+  return -1;
+}
+
+void release_pending(int slot) {
+  if (slot >= 0) pending_set[slot] = 0;
+}
+
 // Writes go to a temporary file next to the target, renamed over it on success only. A target
 // that exists and is not a regular file (a device, a pipe), or any name under /dev or /proc (such
 // as /dev/stdout), is written directly; a symbolic link
@@ -184,10 +231,11 @@ class AtomicFile {
     if (fchmod(fd, 0666 & ~mask) != 0) {
       // Not fatal: the file stays private to its owner.
     }
+    slot_ = hold_pending(tmp_);
     f_ = fdopen(fd, "wb");
     if (f_ == nullptr) {
       close(fd);
-      unlink(tmp_.c_str());
+      remove_temporary();
       return false;
     }
     return true;
@@ -199,23 +247,32 @@ class AtomicFile {
     const bool closed = std::fclose(f_) == 0;
     f_ = nullptr;
     if (direct_) return ok && closed;
-    if (!ok || !closed || std::rename(tmp_.c_str(), path_.c_str()) != 0) {
-      unlink(tmp_.c_str());
+    const bool renamed = ok && closed && std::rename(tmp_.c_str(), path_.c_str()) == 0;
+    if (!renamed) {
+      remove_temporary();
       return false;
     }
+    release_pending(slot_);
+    slot_ = -1;
     return true;
   }
   void discard() {
     if (f_ == nullptr) return;
     std::fclose(f_);
     f_ = nullptr;
-    if (!direct_) unlink(tmp_.c_str());
+    if (!direct_) remove_temporary();
   }
 
  private:
+  void remove_temporary() {
+    unlink(tmp_.c_str());
+    release_pending(slot_);
+    slot_ = -1;
+  }
   std::string path_, tmp_;
   std::FILE* f_ = nullptr;
   bool direct_ = false;
+  int slot_ = -1;
 };
 
 struct PostArgs {

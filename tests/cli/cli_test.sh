@@ -237,6 +237,23 @@ for t in 1 2; do
   has "$T/err" "bad.apt:3: .*\(skipped\)" "moves read +2$"
   has "$T/out" "^X5\.0000"
 done
+# Stopped while it writes (its toolpath a pipe left open): the output file is not left
+# half-written, nor its temporary file. (A job started here ignores SIGINT, as nohup'd
+# programs ignore SIGHUP: an ignored signal stays ignored.)
+mkfifo "$T/fifo"
+for sig in TERM HUP; do
+  "$K5X" post --input xyz "$T/fifo" -o "$T/cut.csv" 2>/dev/null &
+  pid=$!
+  exec 3>"$T/fifo"
+  printf '1 2 3 0 0 1\n' >&3
+  for _ in $(seq 100); do ls "$T" | grep -q 'cut\.csv\.k5x-' && break; sleep 0.1; done
+  kill -$sig $pid
+  exec 3>&-  # a program that lived on would now end, and the test with it
+  wait $pid 2>/dev/null
+  status=$?
+  [ $status -gt 128 ] && ! ls "$T" | grep -q 'cut\.csv'
+  verdict "post interrupted by SIG$sig: status $status, or a file left" $?
+done
 # Records but no move (the wrong file, most often): a warning, not a quiet empty program.
 printf 'UNITS/MM\nPAINT/COLOR,1\n' >"$T/nomove.apt"
 run 0 "post APT without moves" "$K5X" post "$T/nomove.apt" --output gcode
