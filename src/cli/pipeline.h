@@ -105,7 +105,7 @@ class ToolpathSource {
   virtual ~ToolpathSource() = default;
   // False at the end; a failing stream gives one read_error first.
   virtual bool next(ReadItem* out) = 0;
-  // A plain toolpath's lines can be parsed apart from their reading.
+  // Which kind it is: each reads its blocks of lines in its own way.
   virtual PlainToolpath* plain() { return nullptr; }
   virtual AptToolpath* apt() { return nullptr; }
   // The next lines as they are, into batch, to be parsed apart from the reading; false when
