@@ -211,7 +211,7 @@ bool AptReader::numbers(std::size_t from, std::size_t count_min, std::size_t cou
     }
     const char* b = record_.data() + fields_[i].begin;
     if (!parse_number(b, record_.data() + fields_[i].end, &out[*count])) {
-      message_ = name_ + "/: not a number: '" + field(i) + "'";
+      message_ = name_ + "/: not a number: '" + printable(field(i)) + "'";
       return false;
     }
     ++*count;
@@ -427,7 +427,7 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     if (!(v[0] > 0.0)) return fail("FEDRAT/: the feed must be above 0");
     const bool inch = unit == "IPM" || unit == "IPR";
     if (!unit.empty() && unit != "IPM" && unit != "IPR" && unit != "MMPM" && unit != "MMPR")
-      return fail("FEDRAT/: unknown feed unit '" + unit + "'");
+      return fail("FEDRAT/: unknown feed unit '" + printable(unit) + "'");
     // A feed in inches says the file is in inches, unless the units were given.
     if (!units_known_ && !unit.empty()) {
       scale_ = inch ? kInch : 1.0;
@@ -469,7 +469,8 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
       if (w == "OFF") off = true;
       else if (w == "CCLW" || w == "CCW") ccw = true;
       else if (w == "CLW" || w == "CW" || w == "RPM" || w == "ON" || w.empty()) continue;
-      else if (!parse_number(f, &rpm) || rpm < 0.0) return fail("SPINDL/: not a speed: '" + f + "'");
+      else if (!parse_number(f, &rpm) || rpm < 0.0)
+        return fail("SPINDL/: not a speed: '" + printable(f) + "'");
     }
     if (!off && rpm == 0.0) rpm = std::fabs(spindle_rpm_);
     spindle_rpm_ = off ? 0.0 : (ccw ? -rpm : rpm);
@@ -551,6 +552,7 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     if (space != std::string::npos) key = key.substr(0, space);
   }
   if (key.size() > 40) key = key.substr(0, 40);
+  key = printable(key);
   // A few dozen names are kept: a file that is no APT at all must not add one for every line.
   constexpr std::size_t kNamesKept = 64;
   if (unknown_.size() >= kNamesKept && unknown_.find(key) == unknown_.end()) key = "(others)";

@@ -166,8 +166,10 @@ void GcodeWriter::comment(const std::string& text) {
   std::string clean;
   const std::string& close = dialect_.get("comment_close");
   for (char c : text) {
-    // Nothing in a comment may end it early or break the line.
-    if (c == '\n' || c == '\r' || (!close.empty() && close.find(c) != std::string::npos) ||
+    // Nothing in a comment may end it early, break the line or reach the controller as a
+    // control code.
+    const unsigned char u = static_cast<unsigned char>(c);
+    if (u < 0x20 || u == 0x7f || (!close.empty() && close.find(c) != std::string::npos) ||
         dialect_.get("comment_open").find(c) != std::string::npos)
       c = ' ';
     clean += c;

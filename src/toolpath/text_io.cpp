@@ -257,9 +257,8 @@ void set_reason(char* reason, std::size_t size, const char* what, const char* to
     std::snprintf(reason, size, "%s", what);
     return;
   }
-  int len = static_cast<int>(tok_e - tok_b);
-  if (len > 40) len = 40;
-  std::snprintf(reason, size, "%s '%.*s%s'", what, len, tok_b, tok_e - tok_b > 40 ? "..." : "");
+  const std::string shown = printable(tok_b, tok_e - tok_b > 40 ? tok_b + 40 : tok_e);
+  std::snprintf(reason, size, "%s '%s%s'", what, shown.c_str(), tok_e - tok_b > 40 ? "..." : "");
 }
 
 }  // namespace
@@ -343,6 +342,21 @@ __attribute__((always_inline)) inline const char* scan_plain_decimal(const char*
 }
 
 }  // namespace
+
+std::string printable(const char* begin, const char* end) {
+  std::string out;
+  for (const char* p = begin; p < end; ++p) {
+    const unsigned char c = static_cast<unsigned char>(*p);
+    if (c >= 0x20 && c != 0x7f) {
+      out += *p;
+      continue;
+    }
+    char hex[5];
+    std::snprintf(hex, sizeof hex, "\\x%02x", c);
+    out += hex;
+  }
+  return out;
+}
 
 bool parse_plain_decimal(const char* begin, const char* end, double* out) {
   double v = 0.0;

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <string>
 
 namespace k5x {
 
@@ -81,6 +82,13 @@ bool parse_plain_decimal(const char* begin, const char* end, double* out);
 // The same where end is followed by at least eight bytes that may be read, the first of them no
 // digit, point or sign: the digits are then read eight at a time up to the end.
 bool parse_plain_decimal_padded(const char* begin, const char* end, double* out);
+
+// [begin, end) as it may be shown in a message: each control byte (a NUL, an escape, ...) as
+// \xNN, so that nothing is cut short and nothing acts on the terminal.
+std::string printable(const char* begin, const char* end);
+inline std::string printable(const std::string& text) {
+  return printable(text.data(), text.data() + text.size());
+}
 
 // Parses one toolpath line "X Y Z I J K" (fields separated by blanks or by commas with
 // optional blanks around them). Returns 1 with the six values, 0 for a line to skip (blank, or

@@ -254,6 +254,14 @@ for sig in TERM HUP; do
   [ $status -gt 128 ] && ! ls "$T" | grep -q 'cut\.csv'
   verdict "post interrupted by SIG$sig: status $status, or a file left" $?
 done
+# Control bytes in a file reach neither the terminal nor the controller: messages show them as
+# \xNN, G-code comments as blanks.
+printf 'UNITS/MM\n$$ red \033[31m alert\nGOTO/0,0,10,0,0,1\nGOTO/1,\033x,3\nPA\033INT/1\n' >"$T/esc.apt"
+run 0 "post APT with escapes" "$K5X" post "$T/esc.apt" --skip-bad --output gcode
+has "$T/out" "^\(red  \[31m alert\)$"
+has "$T/err" "esc.apt:4: GOTO/: not a number: '.x1bx' \(skipped\)$" "records not acted on +PA.x1bINT 1"
+! grep -q $'\033' "$T/out" "$T/err"
+verdict "an escape byte reached the output or the terminal" $?
 # Records but no move (the wrong file, most often): a warning, not a quiet empty program.
 printf 'UNITS/MM\nPAINT/COLOR,1\n' >"$T/nomove.apt"
 run 0 "post APT without moves" "$K5X" post "$T/nomove.apt" --output gcode

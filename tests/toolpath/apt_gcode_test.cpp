@@ -163,7 +163,7 @@ TEST(AptReader, HostileNumbersAreErrorsOfTheirRecord) {
   const char kNul[] = "GOTO/1,2,3\0x\nGOTO/1,2,4\n";
   const Read nul = read_apt(std::string(kNul, sizeof kNul - 1));
   ASSERT_EQ(nul.errors.size(), 1u);
-  EXPECT_EQ(nul.errors[0].substr(0, 25), "1: GOTO/: not a number: '");
+  EXPECT_EQ(nul.errors[0], "1: GOTO/: not a number: '3\\x00x'");
   EXPECT_EQ(nul.moves.size(), 1u);
 }
 
