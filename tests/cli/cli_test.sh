@@ -260,6 +260,9 @@ printf 'UNITS/MM\n$$ red \033[31m alert\nGOTO/0,0,10,0,0,1\nGOTO/1,\033x,3\nPA\0
 run 0 "post APT with escapes" "$K5X" post "$T/esc.apt" --skip-bad --output gcode
 has "$T/out" "^\(red  \[31m alert\)$"
 has "$T/err" "esc.apt:4: GOTO/: not a number: '.x1bx' \(skipped\)$" "records not acted on +PA.x1bINT 1"
+{ printf 'nommachine = F\033[2Jork\n'; cat "$T/fork.k5x"; } >"$T/esc.k5x"
+"$K5X" info "$T/esc.k5x" >>"$T/out" 2>>"$T/err"
+has "$T/out" "^machine: F.x1b\[2Jork$"
 ! grep -q $'\033' "$T/out" "$T/err"
 verdict "an escape byte reached the output or the terminal" $?
 # Records but no move (the wrong file, most often): a warning, not a quiet empty program.
