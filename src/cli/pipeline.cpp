@@ -424,18 +424,21 @@ void InputThread::read_records(AptToolpath* source, k5x::Gatherer* gatherer) {
 void InputThread::read_lines(PlainToolpath* source, k5x::Gatherer* gatherer) {
   // While this thread gathers one batch, the next one's lines are on offer to the planning
   // thread for parsing: parsing is what can move, gathering must go in order.
+  // What is on offer is taken back before its batch goes, however this ends.
+  struct Withdraw {
+    ParseShare& share;
+    ~Withdraw() { share.withdraw(); }
+  };
   ItemBatch batch = fresh_batch();
+  const Withdraw withdraw_first{share_};
   if (!source->cut(&batch)) return;
-  for (int k = 0; k < batch.parts(); ++k) source->parse_part(&batch, k);
+  share_.offer(source, &batch);  // the first batch too: the planning thread has nothing else yet
+  if (!share_.finish()) return;
   long index = 0;
   for (;;) {
     ItemBatch ahead = fresh_batch();
     const bool more = source->cut(&ahead);
-    // Taken back before ahead goes, however this ends.
-    struct Withdraw {
-      ParseShare& share;
-      ~Withdraw() { share.withdraw(); }
-    } withdraw{share_};
+    const Withdraw withdraw{share_};
     if (more) share_.offer(source, &ahead);
     // The parts' items, gathered in order and closed up behind each other. The last batch goes
     // over part by part, or the planning thread would be left with all of it once reading ends.
