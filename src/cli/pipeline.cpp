@@ -64,6 +64,13 @@ bool PlainToolpath::next(ReadItem* out) {
   }
 }
 
+void ItemBatch::take_text(ItemBatch* from) {
+  text = std::move(from->text);
+  text_capacity = from->text_capacity;
+  text_size = 0;
+  from->text_capacity = from->text_size = 0;
+}
+
 void ItemBatch::reserve_text(std::size_t n) {
   if (text_capacity - text_size >= n) return;
   const std::size_t capacity = std::max(2 * text_capacity, text_size + n);
@@ -437,6 +444,8 @@ void InputThread::read_lines(PlainToolpath* source, k5x::Gatherer* gatherer) {
   long index = 0;
   for (;;) {
     ItemBatch ahead = fresh_batch();
+    // The batch is parsed: its text is cut into again, so that one buffer serves the run.
+    ahead.take_text(&batch);
     const bool more = source->cut(&ahead);
     const Withdraw withdraw{share_};
     if (more) share_.offer(source, &ahead);

@@ -209,6 +209,8 @@ struct ItemBatch {
   long first_line = 0;  // the number of lines[0]; the others follow it
   // Room for n more bytes of text.
   void reserve_text(std::size_t n);
+  // The text buffer of another batch, whose lines are no longer needed.
+  void take_text(ItemBatch* from);
   int part_count[kParts] = {};
   std::vector<std::string> part_reasons[kParts];
   // An APT batch's lines read ahead: the numbers of each line that is a whole GOTO record.
