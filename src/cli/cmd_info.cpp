@@ -17,10 +17,6 @@ namespace k5x_cli {
 
 namespace {
 
-// A name from the machine file as it may be printed (control bytes as \xNN).
-std::string printable_name(const char* name) {
-  return name ? k5x::printable(name, name + std::strlen(name)) : std::string();
-}
 
 const char kInfoHelp[] =
     "usage: k5x info [MACHINE]\n"
@@ -78,7 +74,7 @@ struct TreePrinter {
     }
     shown[slot(id)] = true;
     const char* name = k5x::axis_name(st, id);
-    std::printf("%s- %s \"%s\": %s", indent.c_str(), id_name(id), printable_name(name).c_str(),
+    std::printf("%s- %s \"%s\": %s", indent.c_str(), id_name(id), k5x::printable(name).c_str(),
                 kind_text(kind));
     if (kind == -3 || kind == -4) {
       // The factor turns an axis value into motion (degrees to radians for a rotary axis);
@@ -120,7 +116,7 @@ struct TreePrinter {
       if (child < -2 || child > 6) {
         const char* cname = k5x::axis_link_rotation(st, id, j);
         std::printf("%s  - link %d to \"%s\": not reachable by identifier\n", pad.c_str(), j,
-                    printable_name(cname).c_str());
+                    k5x::printable(cname).c_str());
         continue;
       }
       print_record(child, depth + 1);
@@ -191,7 +187,7 @@ int cmd_info(int argc, char** argv) {
   k5x::State& st = state_of(machine);
 
   const char* name = k5x::machine_name(st);
-  std::printf("machine: %s\n", name ? printable_name(name).c_str() : "(unnamed)");
+  std::printf("machine: %s\n", name ? k5x::printable(name).c_str() : "(unnamed)");
   // How k5x post reads CAM tool axes on this machine (the solves this takes run on a copy).
   k5x::Machine probe = machine;
   probe.set_silent(true);

@@ -865,8 +865,7 @@ int run_post(const PostArgs& a) {
                  std::strerror(errno));
     return 1;
   }
-  const std::string shown_name =
-      machine_name ? k5x::printable(machine_name, machine_name + std::strlen(machine_name)) : "";
+  const std::string shown_name = k5x::printable(machine_name);
   const char* name = machine_name ? shown_name.c_str() : nullptr;
   if (plot) {
     PlotAxes axes;

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace k5x {
@@ -88,6 +89,10 @@ bool parse_plain_decimal_padded(const char* begin, const char* end, double* out)
 std::string printable(const char* begin, const char* end);
 inline std::string printable(const std::string& text) {
   return printable(text.data(), text.data() + text.size());
+}
+// A NUL-ended name the same way; empty for none.
+inline std::string printable(const char* text) {
+  return text != nullptr ? printable(text, text + std::strlen(text)) : std::string();
 }
 
 // Parses one toolpath line "X Y Z I J K" (fields separated by blanks or by commas with
