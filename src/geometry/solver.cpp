@@ -65,9 +65,10 @@ double largest_change(const double sol[3], const double prev[3]) {
 struct FirstTurn {
   bool turned = false;
   double gamma = 0.0;
-  // u . T once turned, as the geometry gives it without the turn: the height along d1 times T's,
-  // plus the two radii. NaN when it may not stand for the turned vector's own product.
-  double reach = std::numeric_limits<double>::quiet_NaN();
+  // What the reach is estimated from, kept until it is asked for: T's components along u's
+  // radius (tw) and across it (tv), u's height along d1 and radius about it.
+  double height = 0.0, radius = 0.0, tv = 0.0, tw = 0.0;
+  bool estimable = false;
 };
 
 // How far the turn-free product may be from the turned one and still decide the reach: rounding
@@ -77,25 +78,54 @@ constexpr double kReachMargin = 1e-11;
 
 bool near_unit(const double v[3]) { return std::fabs(vdot(v, v) - 1.0) <= 1e-13; }
 
-double solve_first_axis(const double d1[3], const double t[3], double prev_f1, const double u[3],
-                        double eps, FirstTurn* turn) {
+// u . T once turned, as the geometry gives it without the turn: the height along d1 times T's,
+// plus the two radii. NaN when it may not stand for the turned vector's own product.
+double reach_estimate(const FirstTurn& turn, const double t[3], const double d1[3]) {
+  if (!turn.estimable) return std::numeric_limits<double>::quiet_NaN();
+  return turn.height * vdot(t, d1) + turn.radius * std::sqrt(turn.tw * turn.tw + turn.tv * turn.tv);
+}
+
+// The geometry of the turn up to its angle; false when u lies along d1.
+__attribute__((always_inline)) inline bool first_axis_geometry(const double d1[3],
+                                                               const double t[3],
+                                                               const double u[3], double eps,
+                                                               FirstTurn* turn) {
   const double height = vdot(u, d1);
   double w[3];
   vaxpy(u, d1, -height, w);
   const double radius = vnorm(w);
-  if (!(radius > eps)) return prev_f1;
+  if (!(radius > eps)) return false;
   for (double& x : w) x /= radius;
   double v[3];
   vcross(d1, w, v);
-  const double tv = vdot(t, v), tw = vdot(t, w);
-  turn->gamma = atan2_eps(tv, tw, eps);
+  turn->height = height;
+  turn->radius = radius;
+  turn->tv = vdot(t, v);
+  turn->tw = vdot(t, w);
   turn->turned = true;
-  // Only where the turn is the one towards T (not the zero of two tiny components) and both
-  // vectors are unit; a radius near eps could be read as along d1 when u is turned.
-  if ((std::fabs(tw) > eps || std::fabs(tv) > eps) && radius > eps + kReachMargin && near_unit(d1) &&
-      near_unit(u))
-    turn->reach = height * vdot(t, d1) + radius * std::sqrt(tw * tw + tv * tv);
-  return wrap_loose(rad_to_deg(turn->gamma), prev_f1);
+  return true;
+}
+
+// Both candidates' turns about d1. The two are independent: their geometry goes first and
+// their arctangents after, so that the processor overlaps the two chains of dependent steps.
+void solve_first_axis(const double d1[3], const double t[3], double prev_f1,
+                      const double u[2][3], double eps, FirstTurn turn[2], double f1[2]) {
+  bool turned[2];
+  for (int i = 0; i < 2; ++i) turned[i] = first_axis_geometry(d1, t, u[i], eps, &turn[i]);
+  const bool d1_unit = near_unit(d1);
+  for (int i = 0; i < 2; ++i) {
+    if (!turned[i]) {
+      f1[i] = prev_f1;
+      continue;
+    }
+    FirstTurn& k = turn[i];
+    k.gamma = atan2_eps(k.tv, k.tw, eps);
+    // Only where the turn is the one towards T (not the zero of two tiny components) and both
+    // vectors are unit; a radius near eps could be read as along d1 when u is turned.
+    k.estimable = (std::fabs(k.tw) > eps || std::fabs(k.tv) > eps) &&
+                  k.radius > eps + kReachMargin && d1_unit && near_unit(u[i]);
+    f1[i] = wrap_loose(rad_to_deg(k.gamma), prev_f1);
+  }
 }
 
 // What the solver computes before a mode picks one of the two candidates (left in st.sol1 and
@@ -243,15 +273,17 @@ int solve_candidates(State& st, const double ijk[3], const double prev_in[3], So
     rotate_basis(g.u_about_d2, d2, c2, s2, u2);
   }
 
+  vcopy(u, c->u[0]);
+  vcopy(u2, c->u[1]);
   if (k >= 1) {
-    sol1[f1] = solve_first_axis(d1, t, prev[f1], u, eps, &c->turn[0]);
-    sol2[f1] = solve_first_axis(d1, t, prev[f1], u2, eps, &c->turn[1]);
+    double turned[2];
+    solve_first_axis(d1, t, prev[f1], c->u, eps, c->turn, turned);
+    sol1[f1] = turned[0];
+    sol2[f1] = turned[1];
   }
 
   vcopy(t, c->t);
   vcopy(d1, c->d1);
-  vcopy(u, c->u[0]);
-  vcopy(u2, c->u[1]);
   vcopy(prev, c->prev);
   c->k = k;
   c->f1 = f1;
@@ -278,7 +310,7 @@ int reach_code(SolvedCandidates& c, bool second, double eps) {
   const int i = second ? 1 : 0;
   if (c.reach[i] < 0) {
     // Most directions are reached (or missed) by far more than rounding: no turn is needed.
-    const double threshold = 1.0 - eps, estimate = c.turn[i].reach;
+    const double threshold = 1.0 - eps, estimate = reach_estimate(c.turn[i], c.t, c.d1);
     if (estimate >= threshold + kReachMargin) return c.reach[i] = 0;
     if (estimate < threshold - kReachMargin) return c.reach[i] = 1;
     double u[3];
