@@ -10,9 +10,10 @@ namespace k5x_cli {
 
 namespace {
 // Hand-overs are few and large: each one that finds the other thread waiting costs a wake-up.
-// Batches come back for reuse and the spare queue holds all there can be, so none is freed and
-// faulted in again during a run.
-constexpr std::size_t kBatch = 8192;  // items per hand-over, with their solutions
+// Not larger: each batch in flight is memory first touched during the run, and a fresh page
+// costs more than a wake-up. Batches come back for reuse and the spare queue holds all there
+// can be, so none is freed and faulted in again during a run.
+constexpr std::size_t kBatch = 4096;  // items per hand-over, with their solutions
 static_assert(kBatch <= ItemBatch::kParts * ItemBatch::kPartLines, "a batch's lines fit its parts");
 constexpr std::size_t kQueued = 4;    // batches in flight at the most: memory stays bounded
 constexpr std::size_t kBatchText = std::size_t(1) << 24;  // bytes of comments, reasons, lines
@@ -62,6 +63,10 @@ bool PlainToolpath::next(ReadItem* out) {
     if (out->kind == ReadItem::move) out->m.index = index_++;
     return true;
   }
+}
+
+void ItemBatch::make_room(std::size_t n) {
+  if (items.size() < n) items.resize(n);
 }
 
 void ItemBatch::take_text(ItemBatch* from) {
@@ -351,13 +356,13 @@ void InputThread::run(ToolpathSource* source, k5x::Gatherer* gatherer) {
   queue_.close();
 }
 
-ItemBatch InputThread::fresh_batch() {
+ItemBatch InputThread::fresh_batch(std::size_t items) {
   ItemBatch batch;
   if (!spare_.try_pop(&batch)) {
-    batch.items.resize(kBatch);
     batch.solutions.reserve(2 * kBatch);
     batch.lines.reserve(kBatch);
   }
+  batch.make_room(items);
   batch.solutions.clear();
   batch.reasons.clear();
   batch.events.clear();
@@ -380,11 +385,14 @@ void InputThread::gather(ReadItem& p, ItemBatch* batch, k5x::Gatherer* gatherer)
 }
 
 void InputThread::read(ToolpathSource* source, k5x::Gatherer* gatherer) {
-  ItemBatch batch = fresh_batch();
+  ItemBatch batch = fresh_batch(ItemBatch::kPartLines);
   std::size_t n = 0, text = 0;
   // Items are read in place, into batches the planning thread hands back: no allocation per
-  // item once the batches have grown.
-  while (source->next(&batch.items[n])) {
+  // item once the batches have grown. They grow as items come, so that a short toolpath
+  // does not pay for a whole batch.
+  for (;;) {
+    if (n == batch.items.size()) batch.make_room(std::min(kBatch, 2 * n));
+    if (!source->next(&batch.items[n])) break;
     ReadItem& p = batch.items[n];
     p.count = 0;  // the item may be a reused one
     switch (p.kind) {
@@ -407,7 +415,7 @@ void InputThread::read(ToolpathSource* source, k5x::Gatherer* gatherer) {
     if (++n == kBatch || text > kBatchText) {
       batch.count = n;
       if (!queue_.push(std::move(batch))) return;
-      batch = fresh_batch();
+      batch = fresh_batch(ItemBatch::kPartLines);
       n = text = 0;
     }
   }
@@ -436,17 +444,19 @@ void InputThread::read_lines(PlainToolpath* source, k5x::Gatherer* gatherer) {
     ParseShare& share;
     ~Withdraw() { share.withdraw(); }
   };
-  ItemBatch batch = fresh_batch();
+  ItemBatch batch = fresh_batch(0);
   const Withdraw withdraw_first{share_};
   if (!source->cut(&batch)) return;
+  batch.make_room(batch.lines.size());
   share_.offer(source, &batch);  // the first batch too: the planning thread has nothing else yet
   if (!share_.finish()) return;
   long index = 0;
   for (;;) {
-    ItemBatch ahead = fresh_batch();
+    ItemBatch ahead = fresh_batch(0);
     // The batch is parsed: its text is cut into again, so that one buffer serves the run.
     ahead.take_text(&batch);
     const bool more = source->cut(&ahead);
+    ahead.make_room(ahead.lines.size());
     const Withdraw withdraw{share_};
     if (more) share_.offer(source, &ahead);
     // The parts' items, gathered in order and closed up behind each other. The last batch goes
@@ -456,7 +466,7 @@ void InputThread::read_lines(PlainToolpath* source, k5x::Gatherer* gatherer) {
     ItemBatch* into = &batch;
     for (int k = 0; k < batch.parts(); ++k) {
       if (!more) {
-        piece = fresh_batch();
+        piece = fresh_batch(ItemBatch::kPartLines);
         into = &piece;
         n = 0;
       }

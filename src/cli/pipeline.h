@@ -176,9 +176,11 @@ class AptToolpath : public ToolpathSource {
 // two or three, not the sixteen a Candidates can hold, and what crosses between the cores is
 // what costs), and the rare reasons and events beside them.
 struct ItemBatch {
-  // Room for a whole batch, kept at its size from batch to batch (sizing it again would clear
+  // Room for the items, kept at its size from batch to batch (sizing it again would clear
   // every item); the first `count` were read.
   std::vector<ReadItem> items;
+  // Room for n items at least: only what is filled is paid for in fresh pages.
+  void make_room(std::size_t n);
   std::size_t count = 0;
   const ReadItem* begin() const { return items.data(); }
   const ReadItem* end() const { return items.data() + count; }
@@ -196,7 +198,7 @@ struct ItemBatch {
   // A plain toolpath's lines as cut, before they are parsed: their text one after the other,
   // and where each is. Parsed in parts; part k's items start at items[k * kPartLines], its
   // reasons apart, so that two threads may parse two parts at once.
-  static constexpr int kParts = 8;
+  static constexpr int kParts = 4;
   static constexpr std::size_t kPartLines = 1024;
   struct Line {
     std::uint32_t offset, length;
@@ -269,8 +271,8 @@ class InputThread {
   void read_lines(PlainToolpath* source, k5x::Gatherer* gatherer);
   // As read, with the records' lines cut here and read ahead on either thread.
   void read_records(AptToolpath* source, k5x::Gatherer* gatherer);
-  // The next batch to fill: a spare one, or a new one.
-  ItemBatch fresh_batch();
+  // The next batch to fill, with room for at least `items` items: a spare one, or a new one.
+  ItemBatch fresh_batch(std::size_t items);
   // Gathers the solutions of move p into batch.
   void gather(ReadItem& p, ItemBatch* batch, k5x::Gatherer* gatherer);
   std::atomic<bool> out_of_memory_{false};
