@@ -359,6 +359,8 @@ void InputThread::run(ToolpathSource* source, k5x::Gatherer* gatherer) {
 ItemBatch InputThread::fresh_batch(std::size_t items) {
   ItemBatch batch;
   if (!spare_.try_pop(&batch)) {
+    // Reserved, not sized: pages are first touched as items come.
+    batch.items.reserve(kBatch);
     batch.solutions.reserve(2 * kBatch);
     batch.lines.reserve(kBatch);
   }
@@ -391,7 +393,7 @@ void InputThread::read(ToolpathSource* source, k5x::Gatherer* gatherer) {
   // item once the batches have grown. They grow as items come, so that a short toolpath
   // does not pay for a whole batch.
   for (;;) {
-    if (n == batch.items.size()) batch.make_room(std::min(kBatch, 2 * n));
+    if (n == batch.items.size()) batch.make_room(std::min(kBatch, n + ItemBatch::kPartLines));
     if (!source->next(&batch.items[n])) break;
     ReadItem& p = batch.items[n];
     p.count = 0;  // the item may be a reused one

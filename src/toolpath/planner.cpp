@@ -1,5 +1,6 @@
 #include "toolpath/planner.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "kernel/kernel.h"
@@ -193,10 +194,12 @@ Planner::Planner(State& st, const PlanOptions& options, PositionSink* sink)
   }
   if (opt_.window < 1) opt_.window = 1;
   if (opt_.overlap < 0) opt_.overlap = 0;
-  held_.resize(static_cast<std::size_t>(opt_.window + opt_.overlap));
-  chosen_.resize(held_.size());
-  slots_.reserve(held_.size() * 4);
-  spare_slots_.reserve(held_.size() * 4);
+  const std::size_t held = static_cast<std::size_t>(opt_.window + opt_.overlap);
+  // Reserved, not sized: a page is first touched when a move comes to it.
+  held_.reserve(held);
+  chosen_.reserve(held);
+  slots_.reserve(held * 4);
+  spare_slots_.reserve(held * 4);
   cos_tolerance_ = std::cos(opt_.angle_tolerance * kDeg);
   sin_tolerance_ = std::sin(opt_.angle_tolerance * kDeg);
   if (sin_tolerance_ > 0.0 && sin_tolerance_ < 1.0) {
@@ -223,8 +226,19 @@ void Planner::store(Held& h, const Candidates& cand) {
   }
 }
 
+Planner::Held& Planner::next_held() {
+  const std::size_t n = static_cast<std::size_t>(count_);
+  if (n == held_.size()) {
+    // Grown within what is reserved as moves come: a short toolpath does not pay for a whole
+    // window of fresh pages.
+    held_.resize(std::min(held_.capacity(), n + 1024));
+    chosen_.resize(held_.size());
+  }
+  return held_[n];
+}
+
 void Planner::push(const ProgrammedMove& move) {
-  Held& h = held_[static_cast<std::size_t>(count_)];
+  Held& h = next_held();
   h.move = move;
   own_.gather(h.move, &gathered_);
   store(h, gathered_);
@@ -232,7 +246,7 @@ void Planner::push(const ProgrammedMove& move) {
 }
 
 void Planner::push_gathered(const ProgrammedMove& move, const Candidates& cand, bool start_found) {
-  Held& h = held_[static_cast<std::size_t>(count_)];
+  Held& h = next_held();
   h.move = move;
   store(h, cand);
   accept(start_found);

@@ -87,6 +87,8 @@ class alignas(64) Planner {
   };
   Slot& slot(const Held& h, int j) { return slots_[static_cast<std::size_t>(h.first + j)]; }
   void store(Held& h, const Candidates& cand);
+  // Where the next move is held.
+  Held& next_held();
 
   void accept(bool start_found);
   // The cost of going from a to b: rotary motion by the --mode rule, and a weight above any
@@ -129,7 +131,7 @@ class alignas(64) Planner {
   double within_ = -1.0, beyond_ = 0.0, before_half_ = 0.0;
   PlanStats stats_;
 
-  std::vector<Held> held_;   // window, preallocated
+  std::vector<Held> held_;   // window, grown to its size as moves come
   std::vector<Slot> slots_, spare_slots_;  // the window's solutions; the spare for compacting
   Candidates gathered_;      // a move's solutions as push gathers them
   std::vector<int> chosen_;  // candidate chosen per held move, -1 unreachable
