@@ -588,6 +588,38 @@ void print_summary(const char* machine, const char* source, const k5x::Planner& 
                seconds > 0.0 ? static_cast<double>(s.moves) / seconds : 0.0);
 }
 
+// Whether the stream can go back to where it is: a regular file can, a pipe or terminal not.
+bool rereadable(std::FILE* f) {
+  struct stat info;
+  return fstat(fileno(f), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+// The rest of `from`, copied into a temporary file and read from its start; null with errno
+// set when it could not be.
+std::FILE* spool(std::FILE* from) {
+  std::FILE* to = std::tmpfile();
+  if (to == nullptr) return nullptr;
+  char chunk[1 << 16];
+  bool ok = true;
+  for (std::size_t n; ok && (n = std::fread(chunk, 1, sizeof chunk, from)) > 0;)
+    ok = std::fwrite(chunk, 1, n, to) == n;
+  ok = ok && !std::ferror(from) && std::fflush(to) == 0 && std::fseek(to, 0, SEEK_SET) == 0;
+  if (!ok) {
+    const int e = errno;
+    std::fclose(to);
+    errno = e;
+    return nullptr;
+  }
+  return to;
+}
+
+// Whether two open or named files are the same file.
+bool same_file(std::FILE* f, const std::string& path) {
+  struct stat a, b;
+  return fstat(fileno(f), &a) == 0 && stat(path.c_str(), &b) == 0 && a.st_dev == b.st_dev &&
+         a.st_ino == b.st_ino;
+}
+
 int run_post(const PostArgs& a) {
   // The input first: a missing toolpath is reported before anything is loaded or written.
   std::string demo_text;
@@ -615,6 +647,30 @@ int run_post(const PostArgs& a) {
       if (own && f) std::fclose(f);
     }
   } closer{in, close_in};
+  if (!demo) {
+    // Written over only when the run succeeds, but then the toolpath would be gone.
+    for (const std::string* named : {&a.output, &a.svg})
+      if (!named->empty() && same_file(in, *named)) {
+        std::fprintf(stderr, "k5x post: %s is the toolpath itself; write elsewhere\n",
+                     named->c_str());
+        return 2;
+      }
+    // The format and the APT unit are told by reading ahead and going back: a stream that
+    // cannot go back (a pipe, standard input) is copied aside first.
+    const bool told_from_content =
+        a.input_format == "auto" || (a.input_format == "apt" && a.units == k5x::AptUnits::automatic);
+    if (told_from_content && !rereadable(in)) {
+      std::FILE* copy = spool(in);
+      if (copy == nullptr) {
+        std::fprintf(stderr, "k5x post: cannot read %s: %s\n", source.c_str(),
+                     std::strerror(errno));
+        return 1;
+      }
+      if (closer.own) std::fclose(in);
+      in = closer.f = copy;
+      closer.own = true;
+    }
+  }
 
   k5x::Machine machine;
   if (!load_or_report(a.machine, &machine)) return 1;
@@ -683,17 +739,17 @@ int run_post(const PostArgs& a) {
 
   // The toolpath's format: APT / CLSF records, or lines of six numbers.
   bool apt = a.input_format == "apt" && !demo;  // the demo is lines of X Y Z I J K
-  if (a.input_format == "auto" && close_in) {
+  if (a.input_format == "auto" && !demo) {
     std::vector<char> head(65536);
+    const long start = std::ftell(in);
     const std::size_t got = std::fread(head.data(), 1, head.size(), in);
     apt = k5x::looks_like_apt(head.data(), got);
-    std::rewind(in);
+    std::fseek(in, start, SEEK_SET);
   }
   k5x::AptOptions apt_options;
   apt_options.units = a.units;
   apt_options.chord_tolerance = options.tolerance;
-  if (apt && a.units == k5x::AptUnits::automatic && close_in)
-    apt_options.units = k5x::scan_apt_units(in);
+  if (apt && a.units == k5x::AptUnits::automatic) apt_options.units = k5x::scan_apt_units(in);
 
   k5x::OutBuffer buffer(out);
   std::unique_ptr<SvgPlot> plot(a.svg.empty() ? nullptr : new SvgPlot());

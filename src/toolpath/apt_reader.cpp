@@ -562,6 +562,7 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
 
 AptUnits scan_apt_units(std::FILE* in) {
   AptUnits found = AptUnits::automatic;
+  const long start = std::ftell(in);
   {
     LineReader reader(in);
     const char* b = nullptr;
@@ -585,7 +586,7 @@ AptUnits scan_apt_units(std::FILE* in) {
       }
     }
   }
-  std::rewind(in);
+  std::fseek(in, start, SEEK_SET);
   return found;
 }
 

@@ -139,7 +139,7 @@ bool looks_like_apt(const char* text, std::size_t size);
 
 // The unit a whole APT file is written in, from its first UNITS/ record or else its first feed
 // with a unit (IPM, IPR: inches; MMPM, MMPR: millimetres); automatic when it says nothing. Reads
-// the seekable stream to its end and rewinds it.
+// the seekable stream ahead as far as it needs and goes back to where it was.
 AptUnits scan_apt_units(std::FILE* in);
 
 }  // namespace k5x

@@ -297,6 +297,20 @@ posted DemoHead "$T/forms.txt" ""
 run 0 "post stdin" "$K5X" post - <"$T/forms.txt"
 cmp -s "$T/out" "$T/p.csv"
 verdict "post stdin differs from file" $?
+# A toolpath that cannot be read twice (a pipe, a FIFO) has its format and unit told from its
+# content as a file has; an output onto the toolpath itself is refused and leaves it whole.
+va="$(dirname "$0")/../../../shared/toolpaths/mech491_APT_Variable_Axis.txt"
+"$K5X" post "$va" >"$T/va.csv" 2>/dev/null
+run 0 "post APT piped" "$K5X" post - < <(cat "$va")
+cmp -s "$T/out" "$T/va.csv"
+verdict "post: APT piped differs from the file" $?
+run 0 "post APT through a FIFO" "$K5X" post <(cat "$va")
+cmp -s "$T/out" "$T/va.csv"
+verdict "post: APT through a FIFO differs from the file" $?
+cp "$va" "$T/va.apt"
+run 2 "post -o onto the toolpath" "$K5X" post "$T/va.apt" -o "$T/va.apt"
+cmp -s "$va" "$T/va.apt"
+verdict "post -o onto the toolpath changed it" $?
 run 0 "post, no toolpath, no terminal" "$K5X" post </dev/null
 has "$T/err" "running the embedded demo" "moves read +[1-9][0-9]{2}$"
 # Malformed lines: FILE:LINE: reason and status 2 (hostile_post.sh sees -o left as it was).
