@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the build into a scratch prefix and uses it from outside the source tree, as users
 # do: a C program through pkg-config, a C++ program through find_package, a Fortran program
-# through the module, and the installed program from /. usage: consumers.sh BUILD_DIR
+# through the module, the Python module, and the installed program from /. usage: consumers.sh BUILD_DIR
 set -u
 BUILD="$1"
 T="$(mktemp -d)"
@@ -99,6 +99,13 @@ EOF
   gfortran -ffree-line-length-none -cpp -DARG_PATH="'$T/trunnion.k5x'" -I"$P/include/k5x" \
     -o "$T/f" "$T/f.f90" -L"$P/lib" -lk5x -Wl,-rpath,"$P/lib" 2>"$T/f.err" && "$T/f"
   verdict "Fortran consumer through the module" $?
+fi
+
+# The installed Python module, imported with nothing but the prefix to find it by.
+if ls "$P"/lib/python3/dist-packages/k5x*.so >/dev/null 2>&1; then
+  (cd / && env -i PATH=/usr/bin:/bin PYTHONPATH="$P/lib/python3/dist-packages" /usr/bin/python3 -c \
+    'import k5x; code, abc = k5x.Machine.from_file("'"$T/trunnion.k5x"'").solve((0.5, 0, 0.8660254037844386), (-10, 0, -80)); assert code == 0 and abs(abc[0] + 30) < 1e-6, abc')
+  verdict "installed Python module from /" $?
 fi
 
 # The installed program, with the source and build trees out of reach.
