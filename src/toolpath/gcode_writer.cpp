@@ -149,9 +149,9 @@ GcodeWriter::GcodeWriter(OutBuffer* out, const Dialect& dialect, const GcodeOpti
   line_.resize(lead_room_ + 6 * (1 + word_room_) + 1 + kFeedRoom);
 }
 
-void GcodeWriter::block(std::string_view text) {
+void GcodeWriter::block(std::string_view text, bool numbered) {
   if (text.empty()) return;
-  if (opt_.line_numbers) {
+  if (numbered && opt_.line_numbers) {
     line_number_ += 10;
     out_->put(dialect_.get("line_number").c_str());
     out_->put_int(line_number_);
@@ -233,7 +233,7 @@ void GcodeWriter::put_before(std::size_t* start, std::string_view text) {
 }
 
 void GcodeWriter::begin() {
-  block(dialect_.get("program_start"));
+  block(dialect_.get("program_start"), false);
   std::istringstream header(opt_.header);
   for (std::string line; std::getline(header, line);) comment(line);
   block(dialect_.get("units_mm") + " " + dialect_.get("absolute") + " " + dialect_.get("plane"));
@@ -403,7 +403,7 @@ void GcodeWriter::end() {
   if (tcp_on_) block(dialect_.get("tcp_off"));
   block(dialect_.get("spindle_off") + " " + dialect_.get("coolant_off"));
   block(dialect_.get("program_end"));
-  block(dialect_.get("program_trailer"));
+  block(dialect_.get("program_trailer"), false);
 }
 
 }  // namespace k5x

@@ -69,7 +69,8 @@ class GcodeWriter : public PositionSink {
  private:
   void flush_events(long index, bool all);
   void write_event(const AptEvent& e);
-  void block(std::string_view text);
+  // A block, numbered when asked; the tape marks that open and close the program never are.
+  void block(std::string_view text, bool numbered = true);
   void comment(const std::string& text);
   // The axis word for value ("X12.3400"), in a buffer the next call reuses.
   std::string_view word(int axis, double value);

@@ -223,7 +223,9 @@ has "$T/err" "warning: .*no Z limit.*--retract-z"
 has "$T/i.nc" "^\(line [0-9]+: the rotary axes must turn round in the cut"
 run 0 "post APT --tcp --feed per-minute --dialect rs274ngc" "$K5X" post --machine Trunnion \
   "$f" --output gcode --tcp --feed per-minute --dialect rs274ngc --line-numbers --units mm
-has "$T/out" "^N[0-9]+ G43\.4 H[0-9]+$" "^N[0-9]+ G94 G1 .*F[0-9.]+$" "^N[0-9]+ M2$" "^N[0-9]+ G49$"
+has "$T/out" "^N[0-9]+ G43\.4 H[0-9]+$" "^N[0-9]+ G94 G1 .*F[0-9.]+$" "^N[0-9]+ M2$" "^N[0-9]+ G49$" "^%$"
+! grep -q "^N[0-9]* *%" "$T/out"
+verdict "post --line-numbers: a tape mark is numbered" $?
 has "$T/err" "APT moves .*\(mm\)"
 # Malformed records: FILE:LINE: reason, status 2, nothing written; --skip-bad goes on.
 printf 'UNITS/MM\nGOTO/0,0,10,0,0,1\nGOTO/1,2\nGOTO/5,0,10\n' >"$T/bad.apt"
