@@ -119,9 +119,12 @@ const char kPostHelp[] =
     "  --line-numbers     number the blocks\n"
     "  --decimals N, --angle-decimals N\n"
     "                     decimals of lengths (default 4) and of angles (default 3)\n"
-    "  --retract-z Z      machine Z to retract to before a rapid or an unwind turns the\n"
-    "                     rotary axes more than --retract-angle degrees (default 30;\n"
-    "                     default Z: the top of the Z travel, when the machine has one)\n"
+    "  --retract-z Z      machine Z to retract to before the first position, and before\n"
+    "                     a rapid or an unwind turns the rotary axes more than the\n"
+    "                     retract angle (default: the top of the Z travel, when the\n"
+    "                     machine has one); a retracted rapid goes over its end point\n"
+    "                     before it goes down\n"
+    "  --retract-angle D  the rotary turn of a rapid above which it retracts (default 30)\n"
     "  --unwind-clearance D\n"
     "                     at an unwind, back the tool out D along its axis before the\n"
     "                     retract and come back in along it (default 5)\n"
@@ -369,6 +372,7 @@ int parse_args(int argc, char** argv, PostArgs* a) {
       a->has_retract_z = true;
     } else if (std::strcmp(s, "--retract-angle") == 0) {
       if (!take_numbers(kCmd, argc, argv, &i, 1, &a->retract_angle)) return 2;
+      if (!(a->retract_angle >= 0.0)) return usage_error(kCmd, "--retract-angle must be 0 or more");
     } else if (std::strcmp(s, "--unwind-clearance") == 0) {
       if (!take_numbers(kCmd, argc, argv, &i, 1, &a->unwind_clearance)) return 2;
       if (!(a->unwind_clearance > 0.0))
@@ -953,6 +957,12 @@ int run_post(const PostArgs& a) {
   if (planner.stats().moves == 0)
     std::fprintf(stderr, "k5x post: warning: no moves in %s (read as %s)\n", source.c_str(),
                  apt ? "APT / CLSF records" : "lines of X Y Z I J K");
+  if (gcode && gcode->unretracted_swings() > 0)
+    std::fprintf(stderr,
+                 "k5x post: warning: %ld rapids swing the rotary axes more than %g degrees with "
+                 "no height to retract to (the machine has no Z limit): --retract-z retracts "
+                 "the tool first\n",
+                 gcode->unretracted_swings(), gcode->options().retract_degrees);
   if (gcode && planner.stats().unwinds > 0 && gcode->options().tcp)
     std::fprintf(stderr,
                  "k5x post: warning: with --tcp the unwinds turn the rotary axes with the tool in "

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <sstream>
 #include <system_error>
@@ -297,16 +298,27 @@ void GcodeWriter::position(const PlannedPosition& p) {
   for (int k = 0; k < 6; ++k) v[k] = p.axes[k];
   if (opt_.tcp)
     for (int k = 0; k < 3; ++k) v[k] = p.tip[k];
-  const bool rapid = p.rapid && !p.inserted;
+  // The first position is reached from wherever the machine stands: a positioning move,
+  // retracted first where there is a height to retract to.
+  const bool rapid = (p.rapid || !have_last_) && !p.inserted;
   double turn = 0.0;
   for (int k = 3; k < 6 && have_last_; ++k)
     if (opt_.has_axis[k]) turn = std::fmax(turn, std::fabs(p.axes[k] - last_axes_[k]));
   const bool unwind = p.unwind && !p.inserted;
-  const bool retract = have_last_ && opt_.retract && !opt_.tcp && turn > opt_.retract_degrees;
+  const bool retract =
+      opt_.retract && !opt_.tcp && (!have_last_ || turn > opt_.retract_degrees);
   if (unwind && !retract)
     comment("line " + std::to_string(p.line) + ": the rotary axes must turn round in the cut; " +
             (opt_.tcp ? "with tool-centre-point control the tool is not retracted"
                       : "--retract-z retracts the tool first"));
+  if (rapid && !unwind && !opt_.retract && !opt_.tcp && turn > opt_.retract_degrees) {
+    ++unretracted_swings_;
+    char degrees[32];
+    std::snprintf(degrees, sizeof degrees, "%.0f", turn);
+    comment("line " + std::to_string(p.line) + ": the rotary axes swing " + degrees +
+            " degrees in this rapid with no height to retract to; --retract-z retracts the "
+            "tool first");
+  }
   const double feed = p.feed > 0.0 ? p.feed : opt_.default_feed;
   // The tip's way into the block written last: the straight line between the tips.
   double length = 0.0;
@@ -325,6 +337,8 @@ void GcodeWriter::position(const PlannedPosition& p) {
     have_value_[2] = false;
     last_motion_ = &rapid_;
     rapid_words(v, 3, 6);
+    // Over the place before going down to it.
+    if (rapid && !unwind) rapid_words(v, 0, 2);
     if (unwind) {
       // Over the place to come back to, down to the clearance above it, and in along the
       // tool axis at the feed.

@@ -64,6 +64,8 @@ class GcodeWriter : public PositionSink {
   void end();
 
   long blocks() const { return blocks_; }
+  // Rapids that swing the rotary axes beyond retract_degrees with no height to retract to.
+  long unretracted_swings() const { return unretracted_swings_; }
   const GcodeOptions& options() const { return opt_; }
 
  private:
@@ -112,6 +114,7 @@ class GcodeWriter : public PositionSink {
   std::size_t last_feed_size_ = 0;
   int last_feed_mode_ = -1;     // 0 inverse time, 1 per minute
   bool have_last_ = false;
+  long unretracted_swings_ = 0;
   double last_axes_[6] = {};
   double last_tip_[3] = {};
   int tool_ = 0;
