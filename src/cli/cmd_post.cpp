@@ -957,6 +957,10 @@ int run_post(const PostArgs& a) {
   if (planner.stats().moves == 0)
     std::fprintf(stderr, "k5x post: warning: no moves in %s (read as %s)\n", source.c_str(),
                  apt ? "APT / CLSF records" : "lines of X Y Z I J K");
+  if (gcode && apt && planner.stats().moves > 0 && !gcode->spindle_started())
+    std::fprintf(stderr,
+                 "k5x post: warning: the toolpath starts no spindle (no SPINDL/ record): the "
+                 "program has no M3 or M4\n");
   if (gcode && gcode->unretracted_swings() > 0)
     std::fprintf(stderr,
                  "k5x post: warning: %ld rapids swing the rotary axes more than %g degrees with "

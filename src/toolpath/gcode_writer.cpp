@@ -271,6 +271,7 @@ void GcodeWriter::write_event(const AptEvent& e) {
         block(dialect_.get("spindle_off"));
       else
         block(replace(dialect_.get(e.speed > 0.0 ? "spindle_cw" : "spindle_ccw"), "{speed}", speed));
+      spindle_started_ = spindle_started_ || e.speed != 0.0;
       break;
     case AptEvent::coolant:
       block(dialect_.get(e.coolant_mode == 0 ? "coolant_off"
@@ -311,6 +312,14 @@ void GcodeWriter::position(const PlannedPosition& p) {
     comment("line " + std::to_string(p.line) + ": the rotary axes must turn round in the cut; " +
             (opt_.tcp ? "with tool-centre-point control the tool is not retracted"
                       : "--retract-z retracts the tool first"));
+  if (p.travel_code != 0) {
+    // Written as planned, for the controller's own limits to stop: no position of this move is
+    // in travel.
+    std::string axes;
+    for (int k = 0; k < 6; ++k)
+      if (p.travel_flags[k] != 0) axes += std::string(" ") + "XYZABC"[k] + (p.travel_flags[k] > 0 ? "+" : "-");
+    comment("line " + std::to_string(p.line) + ": out of travel:" + axes);
+  }
   if (rapid && !unwind && !opt_.retract && !opt_.tcp && turn > opt_.retract_degrees) {
     ++unretracted_swings_;
     char degrees[32];

@@ -66,6 +66,8 @@ class GcodeWriter : public PositionSink {
   long blocks() const { return blocks_; }
   // Rapids that swing the rotary axes beyond retract_degrees with no height to retract to.
   long unretracted_swings() const { return unretracted_swings_; }
+  // Whether the toolpath started the spindle anywhere.
+  bool spindle_started() const { return spindle_started_; }
   const GcodeOptions& options() const { return opt_; }
 
  private:
@@ -115,6 +117,7 @@ class GcodeWriter : public PositionSink {
   int last_feed_mode_ = -1;     // 0 inverse time, 1 per minute
   bool have_last_ = false;
   long unretracted_swings_ = 0;
+  bool spindle_started_ = false;
   double last_axes_[6] = {};
   double last_tip_[3] = {};
   int tool_ = 0;

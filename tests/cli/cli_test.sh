@@ -223,7 +223,8 @@ verdict "post --threads 2: the G-code differs from one thread's" $?
 run 0 "post APT IndexedTable, no retract height" "$K5X" post --machine IndexedTable \
   "$(dirname "$0")"/../../../shared/toolpaths/mech491_APT_Project2.txt -o "$T/i.nc"
 has "$T/err" "warning: .*no Z limit.*--retract-z" \
-  "warning: [0-9]+ rapids swing the rotary axes more than 30 degrees .*--retract-z"
+  "warning: [0-9]+ rapids swing the rotary axes more than 30 degrees .*--retract-z" \
+  "warning: the toolpath starts no spindle"
 has "$T/i.nc" "^\(line [0-9]+: the rotary axes must turn round in the cut" \
   "^\(line [0-9]+: the rotary axes swing [0-9]+ degrees in this rapid"
 run 0 "post APT --tcp --feed per-minute --dialect rs274ngc" "$K5X" post --machine Trunnion \
@@ -232,6 +233,10 @@ has "$T/out" "^N[0-9]+ G43\.4 H[0-9]+$" "^N[0-9]+ G94 G1 .*F[0-9.]+$" "^N[0-9]+ 
 ! grep -q "^N[0-9]* *%" "$T/out"
 verdict "post --line-numbers: a tape mark is numbered" $?
 has "$T/err" "APT moves .*\(mm\)"
+# A move no solution brings within travel is written as planned, marked for the operator.
+printf '0 0 10 0 0 1\n5 0 10 0 0 -1\n' >"$T/under.txt"
+run 0 "post G-code out of travel" "$K5X" post "$T/under.txt" --output gcode
+has "$T/out" "^\(line 2: out of travel: B\+\)$"
 # Malformed records: FILE:LINE: reason, status 2, nothing written; --skip-bad goes on.
 printf 'UNITS/MM\nGOTO/0,0,10,0,0,1\nGOTO/1,2\nGOTO/5,0,10\n' >"$T/bad.apt"
 for t in 1 2; do
