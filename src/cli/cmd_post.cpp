@@ -513,9 +513,24 @@ void fill_plot_axes(const k5x::State& st, PlotAxes* axes) {
 // Hands each position to the writer and, when asked, to the plot.
 class ProgramSink : public k5x::PositionSink {
  public:
-  ProgramSink(k5x::PositionSink* csv, SvgPlot* plot) : csv_(csv), plot_(plot) {}
+  ProgramSink(k5x::PositionSink* csv, SvgPlot* plot, const k5x::State& st)
+      : csv_(csv), plot_(plot) {
+    indexed_ = k5x::get_increment_machine(st, steps_) != 0;
+  }
+  // Positions where an indexed axis is off its steps.
+  long off_steps() const { return off_steps_; }
   void position(const k5x::PlannedPosition& p) override {
     csv_->position(p);
+    if (indexed_ && p.reachable) {
+      // A step the solver could not snap to within the increment tolerance: an indexed axis
+      // cannot go there.
+      bool off = false;
+      for (int t = 0; t < 3; ++t) {
+        const double step = steps_[t], x = p.axes[3 + t];
+        if (step > 0.0 && std::fabs(x - step * std::nearbyint(x / step)) > 1e-6) off = true;
+      }
+      if (off) ++off_steps_;
+    }
     if (plot_ == nullptr) return;
     if (p.reachable)
       plot_->add_position(p.axes, p.travel_code != 0);
@@ -526,6 +541,9 @@ class ProgramSink : public k5x::PositionSink {
  private:
   k5x::PositionSink* csv_;
   SvgPlot* plot_;
+  bool indexed_ = false;
+  double steps_[3] = {0.0, 0.0, 0.0};  // A, B, C; 0 or less where the axis is continuous
+  long off_steps_ = 0;
 };
 
 void print_summary(const char* machine, const char* source, const k5x::Planner& planner,
@@ -801,7 +819,8 @@ int run_post(const PostArgs& a) {
                "\ntoolpath " + source + "\ndate " + date + "\nk5x post " + a.command_line;
     gcode.reset(new k5x::GcodeWriter(&buffer, dialect, g));
   }
-  ProgramSink sink(to_gcode ? static_cast<k5x::PositionSink*>(gcode.get()) : &csv, plot.get());
+  ProgramSink sink(to_gcode ? static_cast<k5x::PositionSink*>(gcode.get()) : &csv, plot.get(),
+                   st);
   k5x::Planner planner(st, options, &sink);
   if (gcode)
     gcode->begin();
@@ -941,6 +960,8 @@ int run_post(const PostArgs& a) {
                  "k5x post: no in-travel solution for the first direction; started from "
                  "--prev\n");
   print_summary(name ? name : "(unnamed)", source.c_str(), planner, st, bad, seconds);
+  if (sink.off_steps() > 0)
+    std::fprintf(stderr, "  off the indexed steps        %ld\n", sink.off_steps());
   if (apt_toolpath) {
     const k5x::AptReader& apt_reader = apt_toolpath->reader();
     std::fprintf(stderr, "  APT moves                    %ld (%s)\n", apt_reader.moves(),
@@ -957,6 +978,12 @@ int run_post(const PostArgs& a) {
   if (planner.stats().moves == 0)
     std::fprintf(stderr, "k5x post: warning: no moves in %s (read as %s)\n", source.c_str(),
                  apt ? "APT / CLSF records" : "lines of X Y Z I J K");
+  if (sink.off_steps() > 0)
+    std::fprintf(stderr,
+                 "k5x post: warning: %ld positions are off the indexed axes' steps: snapping "
+                 "them would turn the tool axis more than %g degrees (--increment-tolerance; 0 "
+                 "always snaps)\n",
+                 sink.off_steps(), k5x::get_increment_tolerance(st));
   if (gcode && apt && planner.stats().moves > 0 && !gcode->spindle_started())
     std::fprintf(stderr,
                  "k5x post: warning: the toolpath starts no spindle (no SPINDL/ record): the "

@@ -141,6 +141,11 @@ run 0 "post IndexedTable --increment-tolerance 3" "$K5X" post --machine IndexedT
 awk -F, 'NR > 1 && ($7 / 5 != int($7 / 5) || $7 == "") { bad = 1 } END { exit bad }' "$T/out"
 verdict "post --increment-tolerance: C off its 5-degree steps" $?
 has "$T/err" "largest increment deviation +[0-9.]*[1-9]"
+grep -q "off the indexed steps" "$T/err"
+verdict "post --increment-tolerance 3: positions counted off the steps" $((1 - $?))
+run 0 "post IndexedTable, the default increment tolerance" "$K5X" post --machine IndexedTable \
+  "$T/cone_IndexedTable.txt"
+has "$T/err" "^  off the indexed steps +[1-9][0-9]*$" "warning: [0-9]+ positions are off the indexed"
 posted ThreeRotary "$T/cone_ThreeRotary.txt" "" --mode 1
 has "$T/p.csv" "^[0-9]+(,[^,]*){6},1,0,ok$"
 # The shared CAM toolpaths (inches, GOTO/ records) on every machine: in travel and within
