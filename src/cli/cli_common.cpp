@@ -13,28 +13,6 @@
 
 namespace k5x_cli {
 
-const char* load_code_text(int code) {
-  switch (code) {
-    case 0: return "loaded";
-    case 1: return "the file cannot be opened";
-    case 2: return "`bati` is not the first record";
-    case 3: return "nine records exist already";
-    case 4: return "the current record already has two children";
-    case 5: return "axis line whose first field is not AXE_X to AXE_C";
-    case 6: return "axis line with a numeric direction of zero length";
-    case 7: return "`outil` without a current record";
-    case 8: return "`outil` with a numeric direction of zero length";
-    case 9: return "`piece` without a current record";
-    case 10: return "`piece` with a zero direction or two parallel directions";
-    case 11: return "`lien` with a field other than AXE_BATI";
-    case 12: return "no frame for `lien`, or the frame, tool or workpiece is missing";
-    case 15: return "`collision` names no existing record";
-    case 16: return "`nommachine` with an empty name";
-    case 17: return "a number field longer than 255 characters";
-    default: return "unknown load code";
-  }
-}
-
 bool load_or_report(const std::string& machine_arg, k5x::Machine* machine) {
   int count = 0;
   const EmbeddedMachine* embedded =
@@ -42,13 +20,26 @@ bool load_or_report(const std::string& machine_arg, k5x::Machine* machine) {
   const std::string label =
       embedded != nullptr ? std::string("embedded machine ") + embedded->name : machine_arg;
   int code = 0;
+  long line = 0;
+  int line_code = 0;
   try {
     *machine = embedded != nullptr ? k5x::Machine::from_text(embedded->text)
                                    : k5x::Machine::from_file(machine_arg);
   } catch (const k5x::LoadError& e) {
     code = e.code();
+    line = e.line();
+    line_code = e.line_code();
   }
   if (code == 0) return true;
+  if (line > 0) {
+    std::fprintf(stderr, "%s:%ld: code %d (%s)", label.c_str(), line, line_code,
+                 k5x::load_code_meaning(line_code));
+    if (code != line_code)
+      std::fprintf(stderr, "; reading stopped there, so the load fails with code %d (%s)", code,
+                   k5x::load_code_meaning(code));
+    std::fprintf(stderr, "\n");
+    return false;
+  }
   // The library opens a directory without complaint and then finds no frame in it.
   struct stat st;
   const bool dir = !machine_arg.empty() && stat(machine_arg.c_str(), &st) == 0 &&
@@ -58,7 +49,7 @@ bool load_or_report(const std::string& machine_arg, k5x::Machine* machine) {
   const bool missing = embedded == nullptr && stat(machine_arg.c_str(), &st) != 0;
   const bool bare = machine_arg.find_first_of("/.") == std::string::npos;
   std::fprintf(stderr, "k5x: cannot load %s: code %d (%s)%s\n", label.c_str(), code,
-               load_code_text(code),
+               k5x::load_code_meaning(code),
                dir                ? "; it is a directory"
                : missing && bare ? "; nor is it an embedded machine ('k5x --help' lists them)"
                                  : "");

@@ -11,11 +11,9 @@
 
 namespace k5x_cli {
 
-// One-line explanation of a k5x_machine_def code.
-const char* load_code_text(int code);
 // Loads the machine named by machine_arg (embedded name, file, or the default when empty) into
-// machine; on failure prints "k5x: cannot load <label>: code N (explanation)" on stderr and
-// returns false.
+// machine; on failure prints "FILE:LINE: code N (explanation)" for a line that stopped the load,
+// else "k5x: cannot load <label>: code N (explanation)", on stderr and returns false.
 bool load_or_report(const std::string& machine_arg, k5x::Machine* machine);
 
 // Strict number parsing: the whole text must be one finite number.

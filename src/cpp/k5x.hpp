@@ -33,14 +33,22 @@ namespace k5x {
 using Vec3 = std::array<double, 3>;
 using Position = std::array<double, 6>;
 
-/// A machine definition that did not load: the load code of k5x_machine_def and its meaning.
+/// A machine definition that did not load: the load code of k5x_machine_def and its meaning,
+/// and the line of the file that stopped the load with that line's own code (a missing frame,
+/// tool or workpiece then gives the load code 12).
 class K5X_CPP_API LoadError : public std::runtime_error {
  public:
-  LoadError(int code, const std::string& what);
+  LoadError(int code, const std::string& what, long line = 0, int line_code = 0);
   int code() const { return code_; }
+  /// The line (from 1) that stopped the load; 0 when the file was read to its end.
+  long line() const { return line_; }
+  /// That line's own load code; 0 when no line stopped the load.
+  int line_code() const { return line_code_; }
 
  private:
   int code_;
+  long line_;
+  int line_code_;
 };
 
 /// The meaning of a load code ("`bati` is not the first record", ...).

@@ -43,9 +43,8 @@ const char* const kLoadMeaning[] = {
     "a number field longer than 255 characters",
 };
 
-Machine loaded(int code, Machine m) {
-  if (code != 0) throw LoadError(code, load_code_meaning(code));
-  return m;
+[[noreturn]] void throw_load_error(int code, const State& st) {
+  throw LoadError(code, load_code_meaning(code), st.load_line, st.load_line_code);
 }
 
 void copy_text(char*& to, const char* from) {
@@ -108,10 +107,16 @@ void copy_state(const State& from, State& to) {
   std::memcpy(to.ctx.origin, from.ctx.origin, sizeof to.ctx.origin);
 }
 
-LoadError::LoadError(int code, const std::string& what)
+LoadError::LoadError(int code, const std::string& what, long line, int line_code)
     : std::runtime_error("cannot load the machine: code " + std::to_string(code) + " (" + what +
-                         ")"),
-      code_(code) {}
+                         ")" +
+                         (line > 0 ? "; line " + std::to_string(line) + " stopped it with code " +
+                                         std::to_string(line_code) + " (" +
+                                         load_code_meaning(line_code) + ")"
+                                   : std::string())),
+      code_(code),
+      line_(line),
+      line_code_(line_code) {}
 
 const char* load_code_meaning(int code) {
   if (code < 0 || code >= static_cast<int>(sizeof kLoadMeaning / sizeof kLoadMeaning[0]))
@@ -139,13 +144,15 @@ Machine::~Machine() = default;
 Machine Machine::from_file(const std::string& path) {
   Machine m;
   const int code = machine_def(m.impl_->st, path.c_str());
-  return loaded(code, std::move(m));
+  if (code != 0) throw_load_error(code, m.impl_->st);
+  return m;
 }
 
 Machine Machine::from_text(const std::string& text) {
   Machine m;
   const int code = machine_def_text(m.impl_->st, text);
-  return loaded(code, std::move(m));
+  if (code != 0) throw_load_error(code, m.impl_->st);
+  return m;
 }
 
 std::string Machine::name() const {

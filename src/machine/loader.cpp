@@ -574,6 +574,8 @@ FileRead read_machine_text(State& st, const char* text, std::size_t size) {
 
 FileRead read_machine(State& st, const char* path, const char* text, std::size_t size) {
   FileRead out;
+  st.load_line = 0;
+  st.load_line_code = 0;
   store_path(st, path);
   machine_reset(st);
   Model& m = st.machine;
@@ -591,7 +593,19 @@ FileRead read_machine(State& st, const char* path, const char* text, std::size_t
   LoadContext ctx;
   int code = 0;
   char line[kLineBuffer];
-  while (code == 0 && std::fgets(line, kLineBuffer, f) != nullptr) code = apply_line(st, ctx, line);
+  // Lines counted as the file has them: a line longer than the buffer comes in pieces.
+  long number = 0;
+  bool line_start = true;
+  while (code == 0 && std::fgets(line, kLineBuffer, f) != nullptr) {
+    if (line_start) ++number;
+    const std::size_t n = std::strlen(line);
+    line_start = n > 0 && line[n - 1] == '\n';
+    code = apply_line(st, ctx, line);
+  }
+  if (code != 0) {
+    st.load_line = number;
+    st.load_line_code = code;
+  }
   std::fclose(f);
   store_path(st, path);
 

@@ -197,6 +197,12 @@ struct alignas(64) State {
   EnumerationWork* enum_work = nullptr;  // allocated on first use
 
   Context ctx;
+
+  // Where the last load stopped on a line of its file: the line (from 1; 0 when no line
+  // stopped it) and that line's own code, which a missing frame, tool or workpiece replaces in
+  // the load's result.
+  long load_line = 0;
+  int load_line_code = 0;
 };
 
 // Grows a library-owned malloc buffer to count groups of `group` elements. On failure the old

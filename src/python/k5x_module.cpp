@@ -167,9 +167,12 @@ PYBIND11_MODULE(k5x, mod) {
     try {
       if (p) std::rethrow_exception(p);
     } catch (const k5x::LoadError& e) {
-      // The instance carries the load code, for callers that branch on it.
+      // The instance carries the load code, for callers that branch on it, and the line that
+      // stopped the reading with its own code (0 and 0 when none did).
       py::object err = py::reinterpret_borrow<py::object>(load_error.ptr())(e.what());
       err.attr("code") = e.code();
+      err.attr("line") = e.line();
+      err.attr("line_code") = e.line_code();
       PyErr_SetObject(load_error.ptr(), err.ptr());
     }
   });

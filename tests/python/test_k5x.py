@@ -87,6 +87,10 @@ class BatchPost(unittest.TestCase):
         with self.assertRaises(k5x.LoadError) as err:
             k5x.Machine.from_text("bati = Z, F\n")
         self.assertEqual(err.exception.code, 12)
+        with self.assertRaises(k5x.LoadError) as err:
+            k5x.Machine.from_text("bati = Z, F\nlien = AXE_X\n")
+        self.assertEqual((err.exception.code, err.exception.line, err.exception.line_code),
+                         (12, 2, 11))
         with self.assertRaises(k5x.LoadError):
             k5x.Machine.from_file("/nonexistent/machine.k5x")
         with self.assertRaises(ValueError):  # refused by k5x::Machine, translated
