@@ -98,7 +98,7 @@ const char kPostHelp[] =
     "                     the nearest way; modulo write them in [0, 360)\n"
     "  --rtcp R           tool-point compensation of --subdivide=formula: 0 off, 1 full,\n"
     "                     2 head only\n"
-    "  --tool-length L    tool length\n"
+    "  --tool-length L    tool length from the spindle nose (default: the machine file's)\n"
     "  --increment-tolerance D\n"
     "                     on indexed rotary axes, accept a position snapped onto the\n"
     "                     axes' steps when the tool direction moves by less than D\n"
@@ -988,6 +988,12 @@ int run_post(const PostArgs& a) {
     std::fprintf(stderr,
                  "k5x post: warning: the toolpath starts no spindle (no SPINDL/ record): the "
                  "program has no M3 or M4\n");
+  if (gcode && !gcode->options().tcp && gcode->tools_loaded() > 1)
+    std::fprintf(stderr,
+                 "k5x post: warning: the toolpath loads %d tools and every position is for one "
+                 "tool length (%g from the spindle nose: the machine file's or --tool-length): "
+                 "post each tool with its own --tool-length, or use --tcp\n",
+                 gcode->tools_loaded(), st.machine.tool_length);
   if (gcode && gcode->unretracted_swings() > 0)
     std::fprintf(stderr,
                  "k5x post: warning: %ld rapids swing the rotary axes more than %g degrees with "

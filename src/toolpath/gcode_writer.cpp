@@ -259,6 +259,7 @@ void GcodeWriter::write_event(const AptEvent& e) {
       comment(e.text);
       break;
     case AptEvent::tool_load:
+      if (tools_loaded_ == 0 || e.tool != tool_) ++tools_loaded_;
       tool_ = e.tool;
       if (!e.text.empty()) comment(e.text);
       if (tcp_on_) block(dialect_.get("tcp_off"));

@@ -68,6 +68,8 @@ class GcodeWriter : public PositionSink {
   long unretracted_swings() const { return unretracted_swings_; }
   // Whether the toolpath started the spindle anywhere.
   bool spindle_started() const { return spindle_started_; }
+  // Tool changes that load another tool than the one in the spindle (the first included).
+  int tools_loaded() const { return tools_loaded_; }
   const GcodeOptions& options() const { return opt_; }
 
  private:
@@ -118,6 +120,7 @@ class GcodeWriter : public PositionSink {
   bool have_last_ = false;
   long unretracted_swings_ = 0;
   bool spindle_started_ = false;
+  int tools_loaded_ = 0;
   double last_axes_[6] = {};
   double last_tip_[3] = {};
   int tool_ = 0;

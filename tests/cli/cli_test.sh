@@ -229,7 +229,7 @@ run 0 "post APT IndexedTable, no retract height" "$K5X" post --machine IndexedTa
   "$(dirname "$0")"/../../../shared/toolpaths/mech491_APT_Project2.txt -o "$T/i.nc"
 has "$T/err" "warning: .*no Z limit.*--retract-z" \
   "warning: [0-9]+ rapids swing the rotary axes more than 30 degrees .*--retract-z" \
-  "warning: the toolpath starts no spindle"
+  "warning: the toolpath starts no spindle" "warning: the toolpath loads [0-9]+ tools"
 has "$T/i.nc" "^\(line [0-9]+: the rotary axes must turn round in the cut" \
   "^\(line [0-9]+: the rotary axes swing [0-9]+ degrees in this rapid"
 run 0 "post APT --tcp --feed per-minute --dialect rs274ngc" "$K5X" post --machine Trunnion \
