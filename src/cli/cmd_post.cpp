@@ -576,7 +576,7 @@ void print_summary(const char* machine, const char* source, const k5x::Planner& 
                  s.max_jump, axis_letter(s.max_jump_axis), s.max_jump_line);
   else
     std::fprintf(stderr, "  largest rotary jump          0 degrees\n");
-  std::fprintf(stderr, "  rotary swings over %.0f       %ld\n", k5x::kSwingDegrees, s.swings);
+  std::fprintf(stderr, "  rotary swings over %.0f        %ld\n", k5x::kSwingDegrees, s.swings);
   for (const k5x::Swing& w : s.first_swings)
     std::fprintf(stderr, "    line %ld: %s turns %.3f degrees\n", w.line, axis_letter(w.axis),
                  w.degrees);
@@ -786,6 +786,10 @@ int run_post(const PostArgs& a) {
       text = shipped;
     } else {
       std::FILE* f = std::fopen(a.dialect.c_str(), "rb");
+      if (f == nullptr && errno == ENOENT && a.dialect.find('/') == std::string::npos)
+        return usage_error(kCmd, ("no dialect " + a.dialect +
+                                  ": the shipped ones are iso and rs274ngc; else give a file")
+                                     .c_str());
       if (f == nullptr) {
         std::fprintf(stderr, "k5x post: cannot open dialect %s: %s\n", a.dialect.c_str(),
                      std::strerror(errno));

@@ -10,7 +10,7 @@ namespace {
 
 void print_help(FILE* out) {
   std::fprintf(out,
-               "usage: k5x COMMAND [ARGS]\n"
+               "usage: k5x COMMAND [ARGS]    (k5x --version: the version)\n"
                "\n"
                "commands:\n"
                "  info [MACHINE]       load a machine and print it\n"
@@ -47,6 +47,10 @@ int main(int argc, char** argv) {
   if (std::strcmp(cmd, "--help") == 0 || std::strcmp(cmd, "-h") == 0 ||
       std::strcmp(cmd, "help") == 0) {
     print_help(stdout);
+    return 0;
+  }
+  if (std::strcmp(cmd, "--version") == 0) {
+    std::printf("k5x %s\n", K5X_VERSION);
     return 0;
   }
   struct Entry {

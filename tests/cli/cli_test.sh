@@ -358,6 +358,10 @@ has "$T/err" "^$T/zero_tool.k5x:3: code 8 \(.*zero length\); .*fails with code 1
 run 1 "post misspelt machine" "$K5X" post --machine Trunion "$T/forms.txt"
 has "$T/err" "cannot load Trunion: code 1 .*nor is it an embedded machine"
 run 2 "post bad option" "$K5X" post --rtcp 5 "$T/forms.txt"
+run 2 "post unknown dialect" "$K5X" post --output gcode --dialect fanuc "$T/forms.txt"
+has "$T/err" "no dialect fanuc: the shipped ones are iso and rs274ngc"
+run 0 "version" "$K5X" --version
+has "$T/out" "^k5x [0-9]+\.[0-9]+\.[0-9]+$"
 run 2 "post empty machine" "$K5X" post --machine "" "$T/forms.txt"
 run 0 "post demo" "$K5X" post --demo
 has "$T/err" "moves read +[1-9][0-9]{2}$" "unreachable moves +0$"
