@@ -678,7 +678,7 @@ int run_post(const PostArgs& a) {
         return 2;
       }
     // The format and the APT unit are told by reading ahead and going back: a stream that
-    // cannot go back (a pipe, standard input) is copied aside first.
+    // cannot go back (a pipe, a terminal) is copied aside first.
     const bool told_from_content =
         a.input_format == "auto" || (a.input_format == "apt" && a.units == k5x::AptUnits::automatic);
     if (told_from_content && !rereadable(in)) {

@@ -449,12 +449,27 @@ void Planner::spread_singular(int emit_count) {
     double to = b + 1 < count_ && chosen_[b + 1] >= 0 ? value(b + 1) : value(b);
     // An axis without limits goes the short way; the representative is chosen on emission.
     if (!facts_.limited[f]) to = from + std::remainder(to - from, 360.0);
+    // A rapid in the stretch takes the whole swing instead: the tool is out of the cut there,
+    // and the writer retracts for it where it can. The rapid nearest the swing, and nothing to
+    // do when the swing is already into it.
+    const int after = std::min(b + 1, count_ - 1);
+    int rapid = -1;
+    for (int d = 0; rapid < 0 && (m - d >= a || m + d <= after); ++d) {
+      if (m - d >= a && held_[static_cast<std::size_t>(m - d)].move.rapid)
+        rapid = m - d;
+      else if (d > 0 && m + d <= after && held_[static_cast<std::size_t>(m + d)].move.rapid)
+        rapid = m + d;
+    }
+    if (rapid == m) {
+      m = b + 1;
+      continue;
+    }
     const int steps = b - a + 2;
     for (int k = a; k <= b; ++k) {
       Held& h = held_[static_cast<std::size_t>(k)];
       double abc[3];
       vcopy(slot(h, chosen_[k]).abc, abc);
-      abc[f] = from + (to - from) * (k - a + 1) / steps;
+      abc[f] = rapid < 0 ? from + (to - from) * (k - a + 1) / steps : k < rapid ? from : to;
       double along[3];
       vcopy(facts_.first_axis, along);
       if (vdot(along, h.move.axis) < 0.0) vscale(along, -1.0, along);
@@ -484,7 +499,7 @@ void Planner::spread_singular(int emit_count) {
       extra.in_travel = travel == 0;
       chosen_[k] = j;
     }
-    ++stats_.singular_spread;
+    if (rapid < 0) ++stats_.singular_spread;
     m = b + 1;
   }
 }

@@ -238,6 +238,19 @@ has "$T/out" "^N[0-9]+ G43\.4 H[0-9]+$" "^N[0-9]+ G94 G1 .*F[0-9.]+$" "^N[0-9]+ 
 ! grep -q "^N[0-9]* *%" "$T/out"
 verdict "post --line-numbers: a tape mark is numbered" $?
 has "$T/err" "APT moves .*\(mm\)"
+# Vertical cuts, then a tilt that needs C a quarter turn away: C turns evenly over the
+# cuts around the pole, unless a rapid is among them, which then takes the whole swing.
+{ printf 'UNITS/MM\nMULTAX\nFEDRAT/MMPM,500\n'
+  for i in 0 1 2 3 4 5 6 7; do printf 'GOTO/%d,0,0,0,0,1\n' $((i * 10)); done
+  printf 'GOTO/80,0,50,0.5,0,0.8660254\nGOTO/80,10,0,0.5,0,0.8660254\n'; } >"$T/pole.apt"
+sed '/^GOTO\/80,0,50/i RAPID' "$T/pole.apt" >"$T/pole_rapid.apt"
+run 0 "post, a swing at the pole" "$K5X" post --machine Trunnion "$T/pole.apt"
+[ "$(cut -d, -f7 "$T/out" | sed -n '2,9p' | tr '\n' ' ')" = \
+  "10.000000 20.000000 30.000000 40.000000 50.000000 60.000000 70.000000 80.000000 " ]
+verdict "post: C does not turn evenly over the cuts at the pole" $?
+run 0 "post, a swing at the pole before a rapid" "$K5X" post --machine Trunnion "$T/pole_rapid.apt"
+[ "$(cut -d, -f7 "$T/out" | sed -n '2,9p' | sort -u)" = "0.000000" ]
+verdict "post: the cuts at the pole turn C although a rapid follows" $?
 # A move no solution brings within travel is written as planned, marked for the operator.
 printf '0 0 10 0 0 1\n5 0 10 0 0 -1\n' >"$T/under.txt"
 run 0 "post G-code out of travel" "$K5X" post "$T/under.txt" --output gcode
