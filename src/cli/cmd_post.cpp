@@ -300,6 +300,7 @@ struct PostArgs {
   int length_decimals = 4, angle_decimals = 3;
   double retract_z = 0.0, retract_angle = 30.0, default_feed = 1000.0, unwind_clearance = 5.0;
   int threads = 1;
+  std::string gcode_only;  // the first option given that only a G-code program uses
 };
 
 bool ends_with(const std::string& s, const char* tail) {
@@ -322,9 +323,14 @@ int take_either(int argc, char** argv, int* i, const char* first, const char* se
 }
 
 int parse_args(int argc, char** argv, PostArgs* a) {
+  static const char* const kGcodeOnly[] = {
+      "--feed",       "--dialect",       "--tcp",           "--line-numbers", "--decimals",
+      "--angle-decimals", "--retract-z", "--retract-angle", "--default-feed"};
   bool second = false;
   for (int i = 0; i < argc; ++i) {
     const char* s = argv[i];
+    for (const char* g : kGcodeOnly)
+      if (a->gcode_only.empty() && std::strcmp(s, g) == 0) a->gcode_only = g;
     if (std::strcmp(s, "--machine") == 0) {
       if (take_machine(kCmd, argc, argv, &i, &a->machine) != 0) return 2;
     } else if (std::strcmp(s, "-o") == 0) {
@@ -778,6 +784,11 @@ int run_post(const PostArgs& a) {
   k5x::CsvWriter csv(&buffer);
   std::unique_ptr<k5x::GcodeWriter> gcode;
   const bool to_gcode = a.output_format == "gcode";
+  if (!to_gcode && !a.gcode_only.empty())
+    std::fprintf(stderr,
+                 "k5x post: warning: %s applies to G-code output only; this run writes CSV "
+                 "(--output gcode, or -o FILE.nc)\n",
+                 a.gcode_only.c_str());
   const char* machine_name = k5x::machine_name(st);
   if (to_gcode) {
     k5x::Dialect dialect;

@@ -373,6 +373,8 @@ has "$T/err" "cannot load Trunion: code 1 .*nor is it an embedded machine"
 run 2 "post bad option" "$K5X" post --rtcp 5 "$T/forms.txt"
 run 2 "post unknown dialect" "$K5X" post --output gcode --dialect fanuc "$T/forms.txt"
 has "$T/err" "no dialect fanuc: the shipped ones are iso and rs274ngc"
+run 0 "post --tcp with CSV" "$K5X" post "$T/forms.txt" --tcp
+has "$T/err" "warning: --tcp applies to G-code output only"
 run 0 "version" "$K5X" --version
 has "$T/out" "^k5x [0-9]+\.[0-9]+\.[0-9]+$"
 run 2 "post empty machine" "$K5X" post --machine "" "$T/forms.txt"
