@@ -65,8 +65,9 @@ const char kPostHelp[] =
     "                     when the whole run succeeds (FILE.nc, .ngc or .gcode: G-code)\n"
     "  --output csv|gcode what to write: CSV rows (default) or a G-code program\n"
     "  --input auto|xyz|apt\n"
-    "                     the toolpath's format (default: told from the content; standard\n"
-    "                     input: xyz)\n"
+    "                     the toolpath's format (default: told from the content; a pipe\n"
+    "                     is copied aside for that, unless --input and, for APT, --units\n"
+    "                     are given)\n"
     "  --units mm|inches  the unit of an APT file (default: its UNITS/ record, else inches\n"
     "                     when its feeds are in inches, else mm); lengths become mm\n"
     "  --choice path|nearest\n"
@@ -127,7 +128,8 @@ const char kPostHelp[] =
     "  --retract-angle D  the rotary turn of a rapid above which it retracts (default 30)\n"
     "  --unwind-clearance D\n"
     "                     at an unwind, back the tool out D along its axis before the\n"
-    "                     retract and come back in along it (default 5)\n"
+    "                     retract and come back in along it; a program that starts with a\n"
+    "                     cut comes down to D above it at rapid (default 5)\n"
     "  --default-feed F   feed where the toolpath gives none (default 1000 per minute)\n"
     "\n"
     "  --threads N        2 or more: read and solve on one thread, plan and write on\n"
@@ -324,8 +326,9 @@ int take_either(int argc, char** argv, int* i, const char* first, const char* se
 
 int parse_args(int argc, char** argv, PostArgs* a) {
   static const char* const kGcodeOnly[] = {
-      "--feed",       "--dialect",       "--tcp",           "--line-numbers", "--decimals",
-      "--angle-decimals", "--retract-z", "--retract-angle", "--default-feed"};
+      "--feed",          "--dialect",     "--tcp",           "--line-numbers",
+      "--decimals",      "--angle-decimals", "--retract-z",  "--retract-angle",
+      "--default-feed",  "--unwind-clearance"};
   bool second = false;
   for (int i = 0; i < argc; ++i) {
     const char* s = argv[i];
@@ -360,6 +363,12 @@ int parse_args(int argc, char** argv, PostArgs* a) {
     } else if (std::strcmp(s, "--dialect") == 0) {
       if (!take_text(kCmd, argc, argv, &i, &a->dialect)) return 2;
       if (a->dialect.empty()) return usage_error(kCmd, "empty dialect");
+      // A bare name is a shipped dialect or a file here; a mistyped one is a usage error.
+      if (k5x::shipped_dialect(a->dialect) == nullptr &&
+          a->dialect.find('/') == std::string::npos && access(a->dialect.c_str(), F_OK) != 0)
+        return usage_error(kCmd, ("no dialect " + a->dialect +
+                                  ": the shipped ones are iso and rs274ngc; else give a file")
+                                     .c_str());
     } else if (std::strcmp(s, "--threads") == 0) {
       if (!take_int(kCmd, argc, argv, &i, &a->threads)) return 2;
       if (a->threads < 0 || a->threads > 256) return usage_error(kCmd, "--threads must be 0 to 256");
@@ -520,23 +529,14 @@ void fill_plot_axes(const k5x::State& st, PlotAxes* axes) {
 class ProgramSink : public k5x::PositionSink {
  public:
   ProgramSink(k5x::PositionSink* csv, SvgPlot* plot, const k5x::State& st)
-      : csv_(csv), plot_(plot) {
-    indexed_ = k5x::get_increment_machine(st, steps_) != 0;
-  }
+      : csv_(csv), plot_(plot), st_(st), indexed_(k5x::get_increment_machine(st, nullptr) != 0) {}
   // Positions where an indexed axis is off its steps.
   long off_steps() const { return off_steps_; }
   void position(const k5x::PlannedPosition& p) override {
     csv_->position(p);
-    if (indexed_ && p.reachable) {
-      // A step the solver could not snap to within the increment tolerance: an indexed axis
-      // cannot go there.
-      bool off = false;
-      for (int t = 0; t < 3; ++t) {
-        const double step = steps_[t], x = p.axes[3 + t];
-        if (step > 0.0 && std::fabs(x - step * std::nearbyint(x / step)) > 1e-6) off = true;
-      }
-      if (off) ++off_steps_;
-    }
+    // A programmed move the solver could not snap within the increment tolerance: an indexed
+    // axis cannot go there. (Positions inserted between two moves lie between their steps.)
+    if (indexed_ && p.reachable && !p.inserted && !k5x::on_steps(st_, p.axes + 3)) ++off_steps_;
     if (plot_ == nullptr) return;
     if (p.reachable)
       plot_->add_position(p.axes, p.travel_code != 0);
@@ -547,13 +547,13 @@ class ProgramSink : public k5x::PositionSink {
  private:
   k5x::PositionSink* csv_;
   SvgPlot* plot_;
-  bool indexed_ = false;
-  double steps_[3] = {0.0, 0.0, 0.0};  // A, B, C; 0 or less where the axis is continuous
+  const k5x::State& st_;
+  bool indexed_;
   long off_steps_ = 0;
 };
 
 void print_summary(const char* machine, const char* source, const k5x::Planner& planner,
-                   const k5x::State& st, long bad, double seconds) {
+                   const k5x::State& st, long bad, long off_steps, double seconds) {
   const k5x::PlanStats& s = planner.stats();
   std::fprintf(stderr, "k5x post: machine %s, toolpath %s\n", machine, source);
   std::fprintf(stderr, "  tool axis                    %s\n",
@@ -608,6 +608,7 @@ void print_summary(const char* machine, const char* source, const k5x::Planner& 
                  s.max_tip_deviation, s.max_tip_line, s.max_axis_deviation, s.max_axis_line);
   std::fprintf(stderr, "  largest increment deviation  %.6g degrees\n",
                k5x::largest_increment_deviation(st));
+  if (off_steps > 0) std::fprintf(stderr, "  off the indexed steps        %ld\n", off_steps);
   if (s.clamped > 0)
     std::fprintf(stderr, "  subdivisions cut at 500      %ld\n", s.clamped);
   if (s.subdivide_failed > 0)
@@ -622,16 +623,32 @@ bool rereadable(std::FILE* f) {
   return fstat(fileno(f), &info) == 0 && S_ISREG(info.st_mode);
 }
 
-// The rest of `from`, copied into a temporary file and read from its start; null with errno
-// set when it could not be.
-std::FILE* spool(std::FILE* from) {
-  std::FILE* to = std::tmpfile();
-  if (to == nullptr) return nullptr;
+// The rest of `from`, copied into a temporary file (in $TMPDIR, else /tmp; gone once closed)
+// and read from its start. Null when it could not be, with errno set and *reading telling
+// whether reading `from` or writing the copy failed.
+std::FILE* spool(std::FILE* from, bool* reading) {
+  *reading = false;
+  const char* dir = std::getenv("TMPDIR");
+  std::string name = std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/k5x-XXXXXX";
+  const int fd = mkstemp(&name[0]);
+  if (fd < 0) return nullptr;
+  unlink(name.c_str());
+  std::FILE* to = fdopen(fd, "w+b");
+  if (to == nullptr) {
+    const int e = errno;
+    close(fd);
+    errno = e;
+    return nullptr;
+  }
   char chunk[1 << 16];
   bool ok = true;
   for (std::size_t n; ok && (n = std::fread(chunk, 1, sizeof chunk, from)) > 0;)
     ok = std::fwrite(chunk, 1, n, to) == n;
-  ok = ok && !std::ferror(from) && std::fflush(to) == 0 && std::fseek(to, 0, SEEK_SET) == 0;
+  if (ok && std::ferror(from)) {
+    *reading = true;
+    ok = false;
+  }
+  ok = ok && std::fflush(to) == 0 && std::fseek(to, 0, SEEK_SET) == 0;
   if (!ok) {
     const int e = errno;
     std::fclose(to);
@@ -641,11 +658,12 @@ std::FILE* spool(std::FILE* from) {
   return to;
 }
 
-// Whether two open or named files are the same file.
+// Whether an open regular file and a named file are the same file (a device such as /dev/null
+// may be read and written at once).
 bool same_file(std::FILE* f, const std::string& path) {
   struct stat a, b;
-  return fstat(fileno(f), &a) == 0 && stat(path.c_str(), &b) == 0 && a.st_dev == b.st_dev &&
-         a.st_ino == b.st_ino;
+  return fstat(fileno(f), &a) == 0 && S_ISREG(a.st_mode) && stat(path.c_str(), &b) == 0 &&
+         a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 int run_post(const PostArgs& a) {
@@ -688,10 +706,14 @@ int run_post(const PostArgs& a) {
     const bool told_from_content =
         a.input_format == "auto" || (a.input_format == "apt" && a.units == k5x::AptUnits::automatic);
     if (told_from_content && !rereadable(in)) {
-      std::FILE* copy = spool(in);
+      bool reading = false;
+      std::FILE* copy = spool(in, &reading);
       if (copy == nullptr) {
-        std::fprintf(stderr, "k5x post: cannot read %s: %s\n", source.c_str(),
-                     std::strerror(errno));
+        std::fprintf(stderr,
+                     reading ? "k5x post: cannot read %s: %s\n"
+                             : "k5x post: cannot copy %s aside to tell its format: %s (give "
+                               "--input, and --units for APT)\n",
+                     source.c_str(), std::strerror(errno));
         return 1;
       }
       if (closer.own) std::fclose(in);
@@ -797,10 +819,6 @@ int run_post(const PostArgs& a) {
       text = shipped;
     } else {
       std::FILE* f = std::fopen(a.dialect.c_str(), "rb");
-      if (f == nullptr && errno == ENOENT && a.dialect.find('/') == std::string::npos)
-        return usage_error(kCmd, ("no dialect " + a.dialect +
-                                  ": the shipped ones are iso and rs274ngc; else give a file")
-                                     .c_str());
       if (f == nullptr) {
         std::fprintf(stderr, "k5x post: cannot open dialect %s: %s\n", a.dialect.c_str(),
                      std::strerror(errno));
@@ -823,6 +841,7 @@ int run_post(const PostArgs& a) {
     g.angle_decimals = a.angle_decimals;
     g.retract_degrees = a.retract_angle;
     g.default_feed = a.default_feed;
+    g.approach_clearance = a.unwind_clearance;
     for (int k = 0; k < 6; ++k) g.has_axis[k] = facts.has_axis[k];
     // Without --retract-z, the top of the Z travel, when the machine has one.
     g.retract = a.has_retract_z || st.machine.travel_max[2] < 1e6;
@@ -974,9 +993,8 @@ int run_post(const PostArgs& a) {
     std::fprintf(stderr,
                  "k5x post: no in-travel solution for the first direction; started from "
                  "--prev\n");
-  print_summary(name ? name : "(unnamed)", source.c_str(), planner, st, bad, seconds);
-  if (sink.off_steps() > 0)
-    std::fprintf(stderr, "  off the indexed steps        %ld\n", sink.off_steps());
+  print_summary(name ? name : "(unnamed)", source.c_str(), planner, st, bad, sink.off_steps(),
+                seconds);
   if (apt_toolpath) {
     const k5x::AptReader& apt_reader = apt_toolpath->reader();
     std::fprintf(stderr, "  APT moves                    %ld (%s)\n", apt_reader.moves(),
@@ -1003,6 +1021,10 @@ int run_post(const PostArgs& a) {
     std::fprintf(stderr,
                  "k5x post: warning: the toolpath starts no spindle (no SPINDL/ record): the "
                  "program has no M3 or M4\n");
+  if (gcode && gcode->options().tcp && a.has_retract_z)
+    std::fprintf(stderr,
+                 "k5x post: warning: --retract-z is not used with --tcp: under tool-centre-point "
+                 "control the tool is not retracted\n");
   if (gcode && !gcode->options().tcp && gcode->tools_loaded() > 1)
     std::fprintf(stderr,
                  "k5x post: warning: the toolpath loads %d tools and every position is for one "

@@ -41,7 +41,25 @@ double truncated_quotient(double x, double s) {
   return q;
 }
 
+// Off its step's grid, truncating on purpose: a hair below a multiple is off, a hair above on.
+bool off_grid(const AxisRecord& rec, double x, double eps) {
+  const double s = rec.increment;
+  if (!(s > eps)) return false;
+  const double r = x - truncated_quotient(x, s) * s;
+  return std::fabs(r) > eps;
+}
+
 }  // namespace
+
+bool on_steps(const State& st, const double abc[3]) {
+  const int n = listed_count(st);
+  for (int i = 0; i < n; ++i) {
+    const AxisRecord* rec = listed(st, i);
+    if (rec == nullptr || rec->locked != 0 || triple_index(*rec) < 0) continue;
+    if (off_grid(*rec, abc[triple_index(*rec)], st.eps)) return false;
+  }
+  return true;
+}
 
 int solve_direction(State& st, const double ijk[3], const double prev[3], double out[3]) {
   const double wanted[3] = {ijk[0], ijk[1], ijk[2]};
@@ -110,18 +128,13 @@ double snap_to_increments(State& st, const double in_arg[3], const double dir[3]
     }
   }
 
-  // Grid test, truncating on purpose: a hair below a multiple is off the grid, a hair above is on.
-  bool off_grid = false;
-  for (int i = 0; i < n && !off_grid; ++i) {
+  bool off = false;
+  for (int i = 0; i < n && !off; ++i) {
     const AxisRecord* rec = listed(st, i);
     if (rec == nullptr || excluded[i] || triple_index(*rec) < 0) continue;
-    const double s = rec->increment;
-    if (!(s > eps)) continue;
-    const double x = in[triple_index(*rec)];
-    const double r = x - truncated_quotient(x, s) * s;
-    if (std::fabs(r) > eps) off_grid = true;
+    off = off_grid(*rec, in[triple_index(*rec)], eps);
   }
-  if (!off_grid) return 0.0;
+  if (!off) return 0.0;
 
   // Per coordinate: one value (its own) or the two nearest multiples, nearer first, lower on a tie.
   int choices[3] = {1, 1, 1};

@@ -18,6 +18,8 @@ int get_increment_machine(const State& st, double steps[3]);
 // direction; returns the direction deviation in degrees.
 double snap_to_increments(State& st, const double in[3], const double dir[3], double out[3]);
 double largest_increment_deviation(const State& st);
+// Whether the angles lie on the steps of every indexed axis that is not locked.
+bool on_steps(const State& st, const double abc[3]);
 void reset_increment_deviation(State& st);
 
 }  // namespace k5x

@@ -475,6 +475,7 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     if (!off && rpm == 0.0) rpm = std::fabs(spindle_rpm_);
     spindle_rpm_ = off ? 0.0 : (ccw ? -rpm : rpm);
     event->speed = spindle_rpm_;
+    event->started = !off;
     return kEvent;
   }
   if (name_ == "COOLNT") {

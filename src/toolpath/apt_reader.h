@@ -24,6 +24,7 @@ struct AptEvent {
   long line = 0;
   int tool = 0;           // tool_load
   double speed = 0.0;     // spindle: rpm, 0 = off; negative = counter-clockwise
+  bool started = false;   // spindle: on, at `speed`, or at none said yet when speed is 0
   int coolant_mode = 0;   // coolant: 0 off, 1 flood, 2 mist
   std::string text;       // comment text, or the tool's TLDATA for tool_load
 };

@@ -259,7 +259,7 @@ void GcodeWriter::write_event(const AptEvent& e) {
       comment(e.text);
       break;
     case AptEvent::tool_load:
-      if (tools_loaded_ == 0 || e.tool != tool_) ++tools_loaded_;
+      if (std::find(tools_.begin(), tools_.end(), e.tool) == tools_.end()) tools_.push_back(e.tool);
       tool_ = e.tool;
       if (!e.text.empty()) comment(e.text);
       if (tcp_on_) block(dialect_.get("tcp_off"));
@@ -268,11 +268,18 @@ void GcodeWriter::write_event(const AptEvent& e) {
       break;
     case AptEvent::spindle:
       std::snprintf(speed, sizeof speed, "%.0f", std::fabs(e.speed));
-      if (e.speed == 0.0)
+      if (!e.started) {
         block(dialect_.get("spindle_off"));
-      else
+      } else if (e.speed == 0.0) {
+        // On at a speed the toolpath has not given: the code without its S word.
+        std::string code = dialect_.get(std::signbit(e.speed) ? "spindle_ccw" : "spindle_cw");
+        code = replace(code, "S{speed}", "");
+        code.erase(0, code.find_first_not_of(' '));
+        block(code);
+      } else {
         block(replace(dialect_.get(e.speed > 0.0 ? "spindle_cw" : "spindle_ccw"), "{speed}", speed));
-      spindle_started_ = spindle_started_ || e.speed != 0.0;
+      }
+      spindle_started_ = spindle_started_ || e.started;
       break;
     case AptEvent::coolant:
       block(dialect_.get(e.coolant_mode == 0 ? "coolant_off"
@@ -301,7 +308,9 @@ void GcodeWriter::position(const PlannedPosition& p) {
   if (opt_.tcp)
     for (int k = 0; k < 3; ++k) v[k] = p.tip[k];
   // The first position is reached from wherever the machine stands: a positioning move,
-  // retracted first where there is a height to retract to.
+  // retracted first where there is a height to retract to. A first position that is a cut is
+  // approached that way to a clearance above it, and entered at the feed.
+  const bool approach = !have_last_ && !p.rapid && !p.inserted;
   const bool rapid = (p.rapid || !have_last_) && !p.inserted;
   double turn = 0.0;
   for (int k = 3; k < 6 && have_last_; ++k)
@@ -313,14 +322,6 @@ void GcodeWriter::position(const PlannedPosition& p) {
     comment("line " + std::to_string(p.line) + ": the rotary axes must turn round in the cut; " +
             (opt_.tcp ? "with tool-centre-point control the tool is not retracted"
                       : "--retract-z retracts the tool first"));
-  if (p.travel_code != 0) {
-    // Written as planned, for the controller's own limits to stop: no position of this move is
-    // in travel.
-    std::string axes;
-    for (int k = 0; k < 6; ++k)
-      if (p.travel_flags[k] != 0) axes += std::string(" ") + "XYZABC"[k] + (p.travel_flags[k] > 0 ? "+" : "-");
-    comment("line " + std::to_string(p.line) + ": out of travel:" + axes);
-  }
   if (rapid && !unwind && !opt_.retract && !opt_.tcp && turn > opt_.retract_degrees) {
     ++unretracted_swings_;
     char degrees[32];
@@ -347,8 +348,6 @@ void GcodeWriter::position(const PlannedPosition& p) {
     have_value_[2] = false;
     last_motion_ = &rapid_;
     rapid_words(v, 3, 6);
-    // Over the place before going down to it.
-    if (rapid && !unwind) rapid_words(v, 0, 2);
     if (unwind) {
       // Over the place to come back to, down to the clearance above it, and in along the
       // tool axis at the feed.
@@ -356,10 +355,29 @@ void GcodeWriter::position(const PlannedPosition& p) {
       rapid_words(p.enter, 2, 3);
       length = distance3(p.enter, p.axes);
       turn = 0.0;
+    } else {
+      // Over the place before going down to it.
+      rapid_words(v, 0, 2);
     }
   }
+  if (approach) {
+    double above[6];
+    for (int k = 0; k < 6; ++k) above[k] = v[k];
+    above[2] += opt_.approach_clearance;
+    rapid_words(above, 0, 6);
+    length = opt_.approach_clearance;
+  }
+  if (p.travel_code != 0 && p.line != out_of_travel_line_) {
+    // Written as planned, for the controller's own limits to stop; said once per move.
+    out_of_travel_line_ = p.line;
+    std::string axes;
+    for (int k = 0; k < 6; ++k)
+      if (p.travel_flags[k] != 0)
+        axes += std::string(" ") + "XYZABC"[k] + (p.travel_flags[k] > 0 ? "+" : "-");
+    comment("line " + std::to_string(p.line) + ": out of travel:" + axes);
+  }
   // Nothing moves at the written precision: the next block is measured from the last written.
-  if (!motion_block(v, rapid, length, turn, feed)) return;
+  if (!motion_block(v, rapid && !approach, length, turn, feed)) return;
   for (int k = 0; k < 6; ++k) last_axes_[k] = p.axes[k];
   for (int k = 0; k < 3; ++k) last_tip_[k] = p.tip[k];
   have_last_ = true;

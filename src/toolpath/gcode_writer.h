@@ -43,6 +43,7 @@ struct GcodeOptions {
   double retract_z = 0.0;        // machine Z of the retract
   bool retract = false;          // false: the machine has no Z limit to retract to
   double default_feed = 1000.0;  // when the toolpath gives none, length unit per minute
+  double approach_clearance = 5.0;  // above a first position that is a cut, in Z, at rapid
   bool has_axis[6] = {true, true, true, true, true, true};
   std::string header;            // comment lines of the header, one per line
 };
@@ -68,8 +69,8 @@ class GcodeWriter : public PositionSink {
   long unretracted_swings() const { return unretracted_swings_; }
   // Whether the toolpath started the spindle anywhere.
   bool spindle_started() const { return spindle_started_; }
-  // Tool changes that load another tool than the one in the spindle (the first included).
-  int tools_loaded() const { return tools_loaded_; }
+  // The different tools the toolpath loads.
+  int tools_loaded() const { return static_cast<int>(tools_.size()); }
   const GcodeOptions& options() const { return opt_; }
 
  private:
@@ -119,8 +120,9 @@ class GcodeWriter : public PositionSink {
   int last_feed_mode_ = -1;     // 0 inverse time, 1 per minute
   bool have_last_ = false;
   long unretracted_swings_ = 0;
+  long out_of_travel_line_ = -1;  // the move whose being out of travel was last said
   bool spindle_started_ = false;
-  int tools_loaded_ = 0;
+  std::vector<int> tools_;
   double last_axes_[6] = {};
   double last_tip_[3] = {};
   int tool_ = 0;

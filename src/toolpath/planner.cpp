@@ -231,7 +231,7 @@ Planner::Held& Planner::next_held() {
   if (n == held_.size()) {
     // Grown within what is reserved as moves come: a short toolpath does not pay for a whole
     // window of fresh pages.
-    held_.resize(std::min(held_.capacity(), n + 1024));
+    held_.resize(std::min(static_cast<std::size_t>(opt_.window + opt_.overlap), n + 1024));
     chosen_.resize(held_.size());
   }
   return held_[n];

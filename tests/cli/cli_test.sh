@@ -143,6 +143,10 @@ verdict "post --increment-tolerance: C off its 5-degree steps" $?
 has "$T/err" "largest increment deviation +[0-9.]*[1-9]"
 grep -q "off the indexed steps" "$T/err"
 verdict "post --increment-tolerance 3: positions counted off the steps" $((1 - $?))
+run 0 "post IndexedTable, always snapped, subdivided" "$K5X" post --machine IndexedTable \
+  "$T/cone_IndexedTable.txt" --increment-tolerance 0 --subdivide
+grep -q "off the indexed steps" "$T/err"
+verdict "post --increment-tolerance 0: inserted positions counted off the steps" $((1 - $?))
 run 0 "post IndexedTable, the default increment tolerance" "$K5X" post --machine IndexedTable \
   "$T/cone_IndexedTable.txt"
 has "$T/err" "^  off the indexed steps +[1-9][0-9]*$" "warning: [0-9]+ positions are off the indexed"
@@ -229,7 +233,7 @@ run 0 "post APT IndexedTable, no retract height" "$K5X" post --machine IndexedTa
   "$(dirname "$0")"/../../../shared/toolpaths/mech491_APT_Project2.txt -o "$T/i.nc"
 has "$T/err" "warning: .*no Z limit.*--retract-z" \
   "warning: [0-9]+ rapids swing the rotary axes more than 30 degrees .*--retract-z" \
-  "warning: the toolpath starts no spindle" "warning: the toolpath loads [0-9]+ tools"
+  "warning: the toolpath starts no spindle" "warning: the toolpath loads 3 tools"
 has "$T/i.nc" "^\(line [0-9]+: the rotary axes must turn round in the cut" \
   "^\(line [0-9]+: the rotary axes swing [0-9]+ degrees in this rapid"
 run 0 "post APT --tcp --feed per-minute --dialect rs274ngc" "$K5X" post --machine Trunnion \
@@ -254,7 +258,14 @@ verdict "post: the cuts at the pole turn C although a rapid follows" $?
 # A move no solution brings within travel is written as planned, marked for the operator.
 printf '0 0 10 0 0 1\n5 0 10 0 0 -1\n' >"$T/under.txt"
 run 0 "post G-code out of travel" "$K5X" post "$T/under.txt" --output gcode
-has "$T/out" "^\(line 2: out of travel: B\+\)$"
+has "$T/out" "^\(line 2: out of travel: B\+\)$" \
+  "^G0 X0\.0000 Y0\.0000 Z15\.0000 B0\.000 C0\.000$" "^G93 G1 Z10\.0000 F200\.000$"
+# SPINDL/ON before any speed starts the spindle all the same.
+printf 'UNITS/MM\nMULTAX\nSPINDL/ON\nGOTO/0,0,10,0,0,1\nGOTO/1,0,10,0,0,1\n' >"$T/on.apt"
+run 0 "post SPINDL/ON without a speed" "$K5X" post "$T/on.apt" --output gcode
+has "$T/out" "^M3$"
+! grep -q "starts no spindle" "$T/err"
+verdict "post SPINDL/ON: warned that no spindle starts" $?
 # Malformed records: FILE:LINE: reason, status 2, nothing written; --skip-bad goes on.
 printf 'UNITS/MM\nGOTO/0,0,10,0,0,1\nGOTO/1,2\nGOTO/5,0,10\n' >"$T/bad.apt"
 for t in 1 2; do
@@ -338,6 +349,7 @@ run 0 "post APT through a FIFO" "$K5X" post <(cat "$va")
 cmp -s "$T/out" "$T/va.csv"
 verdict "post: APT through a FIFO differs from the file" $?
 cp "$va" "$T/va.apt"
+run 0 "post /dev/null to /dev/null" "$K5X" post /dev/null -o /dev/null
 run 2 "post -o onto the toolpath" "$K5X" post "$T/va.apt" -o "$T/va.apt"
 cmp -s "$va" "$T/va.apt"
 verdict "post -o onto the toolpath changed it" $?
