@@ -1013,14 +1013,18 @@ int run_post(const PostArgs& a) {
                  apt ? "APT / CLSF records" : "lines of X Y Z I J K");
   if (sink.off_steps() > 0)
     std::fprintf(stderr,
-                 "k5x post: warning: %ld positions are off the indexed axes' steps: snapping "
-                 "them would turn the tool axis more than %g degrees (--increment-tolerance; 0 "
+                 "k5x post: warning: positions off the indexed axes' steps: %ld (snapping them "
+                 "would turn the tool axis more than %g degrees; --increment-tolerance, 0 "
                  "always snaps)\n",
                  sink.off_steps(), k5x::get_increment_tolerance(st));
   if (gcode && apt && planner.stats().moves > 0 && !gcode->spindle_started())
     std::fprintf(stderr,
                  "k5x post: warning: the toolpath starts no spindle (no SPINDL/ record): the "
                  "program has no M3 or M4\n");
+  if (gcode && gcode->options().tcp && gcode->tools_loaded() == 0 && planner.stats().moves > 0)
+    std::fprintf(stderr,
+                 "k5x post: warning: the toolpath loads no tool, so tool-centre-point control is "
+                 "switched on with the length offset of tool 0\n");
   if (gcode && gcode->options().tcp && a.has_retract_z)
     std::fprintf(stderr,
                  "k5x post: warning: --retract-z is not used with --tcp: under tool-centre-point "
@@ -1033,10 +1037,10 @@ int run_post(const PostArgs& a) {
                  gcode->tools_loaded(), st.machine.tool_length);
   if (gcode && gcode->unretracted_swings() > 0)
     std::fprintf(stderr,
-                 "k5x post: warning: %ld rapids swing the rotary axes more than %g degrees with "
-                 "no height to retract to (the machine has no Z limit): --retract-z retracts "
-                 "the tool first\n",
-                 gcode->unretracted_swings(), gcode->options().retract_degrees);
+                 "k5x post: warning: rapids that swing the rotary axes more than %g degrees with "
+                 "no height to retract to (the machine has no Z limit): %ld; --retract-z "
+                 "retracts the tool first\n",
+                 gcode->options().retract_degrees, gcode->unretracted_swings());
   if (gcode && planner.stats().unwinds > 0 && gcode->options().tcp)
     std::fprintf(stderr,
                  "k5x post: warning: with --tcp the unwinds turn the rotary axes with the tool in "

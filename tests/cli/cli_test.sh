@@ -149,7 +149,7 @@ grep -q "off the indexed steps" "$T/err"
 verdict "post --increment-tolerance 0: inserted positions counted off the steps" $((1 - $?))
 run 0 "post IndexedTable, the default increment tolerance" "$K5X" post --machine IndexedTable \
   "$T/cone_IndexedTable.txt"
-has "$T/err" "^  off the indexed steps +[1-9][0-9]*$" "warning: [0-9]+ positions are off the indexed"
+has "$T/err" "^  off the indexed steps +[1-9][0-9]*$" "warning: positions off the indexed axes' steps: [0-9]+"
 posted ThreeRotary "$T/cone_ThreeRotary.txt" "" --mode 1
 has "$T/p.csv" "^[0-9]+(,[^,]*){6},1,0,ok$"
 # The shared CAM toolpaths (inches, GOTO/ records) on every machine: in travel and within
@@ -232,7 +232,7 @@ verdict "post --threads 2: the G-code differs from one thread's" $?
 run 0 "post APT IndexedTable, no retract height" "$K5X" post --machine IndexedTable \
   "$(dirname "$0")"/../../../shared/toolpaths/mech491_APT_Project2.txt -o "$T/i.nc"
 has "$T/err" "warning: .*no Z limit.*--retract-z" \
-  "warning: [0-9]+ rapids swing the rotary axes more than 30 degrees .*--retract-z" \
+  "warning: rapids that swing the rotary axes more than 30 degrees .*: [0-9]+; --retract-z" \
   "warning: the toolpath starts no spindle" "warning: the toolpath loads 3 tools"
 has "$T/i.nc" "^\(line [0-9]+: the rotary axes must turn round in the cut" \
   "^\(line [0-9]+: the rotary axes swing [0-9]+ degrees in this rapid"
