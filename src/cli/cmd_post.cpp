@@ -578,11 +578,12 @@ void print_summary(const char* machine, const char* source, const k5x::Planner& 
   }
   std::fprintf(stderr, "\n");
   if (s.max_jump_axis != 0)
-    std::fprintf(stderr, "  largest rotary jump          %.6f degrees (%s, line %ld)\n",
-                 s.max_jump, axis_letter(s.max_jump_axis), s.max_jump_line);
+    std::fprintf(stderr, "  largest rotary jump          %.6f degrees (%s, line %ld%s)\n",
+                 s.max_jump, axis_letter(s.max_jump_axis), s.max_jump_line,
+                 s.max_jump_rapid ? ", a rapid" : "");
   else
     std::fprintf(stderr, "  largest rotary jump          0 degrees\n");
-  std::fprintf(stderr, "  rotary swings over %.0f        %ld\n", k5x::kSwingDegrees, s.swings);
+  std::fprintf(stderr, "  swings over %.0f in cuts       %ld\n", k5x::kSwingDegrees, s.swings);
   for (const k5x::Swing& w : s.first_swings)
     std::fprintf(stderr, "    line %ld: %s turns %.3f degrees\n", w.line, axis_letter(w.axis),
                  w.degrees);

@@ -550,6 +550,7 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
         stats_.max_jump = jump;
         stats_.max_jump_line = h.move.line;
         stats_.max_jump_axis = kIdA + i;
+        stats_.max_jump_rapid = h.move.rapid;
       }
     }
     if (h.move.rapid || unwind) {

@@ -85,6 +85,7 @@ struct PlanStats {
   double max_jump = 0.0;
   long max_jump_line = 0;
   int max_jump_axis = 0;
+  bool max_jump_rapid = false;  // the largest jump is a rapid's, where the tool is clear
   long swings = 0;                 // rotary changes over kSwingDegrees between positions in cuts
   std::vector<Swing> first_swings; // the first few, for the summary
   long unwinds = 0;                // positions with unwind set
