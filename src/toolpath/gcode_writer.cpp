@@ -280,10 +280,12 @@ void GcodeWriter::write_event(const AptEvent& e) {
         block(replace(dialect_.get(e.speed > 0.0 ? "spindle_cw" : "spindle_ccw"), "{speed}", speed));
       }
       spindle_started_ = spindle_started_ || e.started;
+      spindle_stopped_ = !e.started;
       break;
     case AptEvent::coolant:
       block(dialect_.get(e.coolant_mode == 0 ? "coolant_off"
                          : e.coolant_mode == 2 ? "coolant_mist" : "coolant_flood"));
+      coolant_stopped_ = e.coolant_mode == 0;
       break;
     case AptEvent::end_of_path:
       comment("end of path");
@@ -443,7 +445,11 @@ bool GcodeWriter::motion_block(const double v[6], bool rapid, double length, dou
 void GcodeWriter::end() {
   flush_events(0, true);
   if (tcp_on_) block(dialect_.get("tcp_off"));
-  block(dialect_.get("spindle_off") + " " + dialect_.get("coolant_off"));
+  // Stopped at the end whatever the toolpath did, but not twice in a row.
+  std::string stop;
+  if (!spindle_stopped_) stop = dialect_.get("spindle_off");
+  if (!coolant_stopped_) stop += (stop.empty() ? "" : " ") + dialect_.get("coolant_off");
+  if (!stop.empty()) block(stop);
   block(dialect_.get("program_end"));
   block(dialect_.get("program_trailer"), false);
 }

@@ -122,6 +122,8 @@ class GcodeWriter : public PositionSink {
   long unretracted_swings_ = 0;
   long out_of_travel_line_ = -1;  // the move whose being out of travel was last said
   bool spindle_started_ = false;
+  // The last spindle and coolant codes written were their off codes: the end need not repeat them.
+  bool spindle_stopped_ = false, coolant_stopped_ = false;
   std::vector<int> tools_;
   double last_axes_[6] = {};
   double last_tip_[3] = {};

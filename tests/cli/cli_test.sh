@@ -270,6 +270,14 @@ run 0 "post SPINDL/ON without a speed" "$K5X" post "$T/on.apt" --output gcode
 has "$T/out" "^M3$"
 ! grep -q "starts no spindle" "$T/err"
 verdict "post SPINDL/ON: warned that no spindle starts" $?
+# The program ends with the spindle and coolant stopped, once: after the toolpath's own stops,
+# not again.
+has "$T/out" "^M5 M9$"
+printf 'UNITS/MM\nMULTAX\nSPINDL/900\nCOOLNT/ON\nGOTO/0,0,10,0,0,1\nCOOLNT/OFF\nSPINDL/OFF\n' \
+  >"$T/off.apt"
+run 0 "post stops in the toolpath" "$K5X" post "$T/off.apt" --output gcode
+[ "$(grep -c '^M5' "$T/out")$(grep -c 'M9$' "$T/out")" = 11 ]
+verdict "post: spindle or coolant stopped twice at the end" $?
 # Malformed records: FILE:LINE: reason, status 2, nothing written; --skip-bad goes on.
 printf 'UNITS/MM\nGOTO/0,0,10,0,0,1\nGOTO/1,2\nGOTO/5,0,10\n' >"$T/bad.apt"
 for t in 1 2; do
