@@ -546,12 +546,10 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     event->kind = AptEvent::end_of_program;
     return kEvent;
   }
-  // Counted under its name (a line without a slash: its first word), never dropped silently.
+  // Counted under its name, never dropped silently. A line of several words without a slash is
+  // no record but text (a listing's trailer, say): counted as such, not under its first word.
   std::string key = name_;
-  if (slash == std::string::npos) {
-    const std::size_t space = key.find_first_of(" \t");
-    if (space != std::string::npos) key = key.substr(0, space);
-  }
+  if (slash == std::string::npos && key.find_first_of(" \t") != std::string::npos) key = "(text)";
   if (key.size() > 40) key = key.substr(0, 40);
   key = printable(key);
   // A few dozen names are kept: a file that is no APT at all must not add one for every line.

@@ -169,21 +169,22 @@ TEST(AptReader, HostileNumbersAreErrorsOfTheirRecord) {
 
 // What the reader keeps does not grow with the file: continuation lines without end make one
 // failed record, read to its last line, and the next record stands; a file of lines that are
-// no records keeps a few dozen names of them.
+// no records keeps a few dozen names of them, and lines of text are counted as text.
 TEST(AptReader, WhatIsKeptStaysBounded) {
   k5x::AptOptions options;
   options.longest_line = 64;
   std::string text = "UNITS/MM\nGOTO/1,2,$\n";
   for (int i = 0; i < 40; ++i) text += "3,$\n";
-  text += "4\nGOTO/5,6,7\n";
-  for (int i = 0; i < 100; ++i) text += std::to_string(i) + " 0 0 0 0 1\n";
+  text += "4\nGOTO/5,6,7\nTool Path Listing has 50 lines.\n";
+  for (int i = 0; i < 100; ++i) text += "WORD" + std::to_string(i) + "\n";
   const Read r = read_apt(text, options);
   ASSERT_EQ(r.errors.size(), 1u);
   EXPECT_EQ(r.errors[0], "2: record longer than 64 bytes");
   ASSERT_EQ(r.moves.size(), 1u);
   EXPECT_EQ(r.moves[0].point[0], 5.0);
   EXPECT_EQ(r.unknown.size(), 65u);
-  EXPECT_EQ(r.unknown.at("(others)"), 36);
+  EXPECT_EQ(r.unknown.at("(text)"), 1);  // words without a slash are no record's name
+  EXPECT_EQ(r.unknown.at("(others)"), 37);
 }
 
 // Positions of a G-code program: the axis words of every motion block, modal words carried.
