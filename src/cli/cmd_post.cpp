@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -100,6 +101,8 @@ const char kPostHelp[] =
     "  --rtcp R           tool-point compensation of --subdivide=formula: 0 off, 1 full,\n"
     "                     2 head only\n"
     "  --tool-length L    tool length from the spindle nose (default: the machine file's)\n"
+    "  --tool-length T=L  tool T's own length, for the moves after the toolpath loads it\n"
+    "                     (LOAD/TOOL,T or LOADTL/T); repeat it for each tool\n"
     "  --increment-tolerance D\n"
     "                     on indexed rotary axes, accept a position snapped onto the\n"
     "                     axes' steps when the tool direction moves by less than D\n"
@@ -288,6 +291,7 @@ struct PostArgs {
   int mode = -1, rtcp = -1;
   bool has_tool_length = false, has_tolerance = false;
   double tool_length = 0.0, tolerance = 0.0;
+  std::vector<k5x::PlanOptions::ToolLength> tool_lengths;  // --tool-length T=L
   bool has_increment_tolerance = false;
   double increment_tolerance = 0.0;
   bool skip_bad = false;
@@ -409,8 +413,19 @@ int parse_args(int argc, char** argv, PostArgs* a) {
       if (!take_int(kCmd, argc, argv, &i, &a->rtcp)) return 2;
       if (a->rtcp < 0 || a->rtcp > 2) return usage_error(kCmd, "--rtcp must be 0, 1 or 2");
     } else if (std::strcmp(s, "--tool-length") == 0) {
-      if (!take_numbers(kCmd, argc, argv, &i, 1, &a->tool_length)) return 2;
-      a->has_tool_length = true;
+      const char* eq = i + 1 < argc ? std::strchr(argv[i + 1], '=') : nullptr;
+      if (eq != nullptr) {
+        // T=L: one tool's own length.
+        const std::string tool(static_cast<const char*>(argv[i + 1]), eq);
+        k5x::PlanOptions::ToolLength t{};
+        if (!parse_int(tool.c_str(), &t.tool) || t.tool < 1 || !parse_double(eq + 1, &t.length))
+          return usage_error(kCmd, "--tool-length takes L or T=L (a tool number from 1, a length)");
+        a->tool_lengths.push_back(t);
+        ++i;
+      } else {
+        if (!take_numbers(kCmd, argc, argv, &i, 1, &a->tool_length)) return 2;
+        a->has_tool_length = true;
+      }
     } else if (std::strcmp(s, "--tolerance") == 0) {
       if (!take_numbers(kCmd, argc, argv, &i, 1, &a->tolerance)) return 2;
       if (!(a->tolerance > 0.0)) return usage_error(kCmd, "--tolerance must be above 0");
@@ -752,6 +767,7 @@ int run_post(const PostArgs& a) {
   options.start_auto = a.start_auto;
   options.mode = st.machine.mode;
   options.mode3r = a.mode >= 0 ? a.mode : st.machine.mode;
+  options.tool_lengths = a.tool_lengths;
 
   if (demo) {
     const k5x::MachineFacts facts = k5x::read_machine_facts(st);
@@ -899,17 +915,27 @@ int run_post(const PostArgs& a) {
   }
   // One item: -1 go on, else the exit status. A move comes with its solutions when the
   // reading thread gathered them.
+  // The tool each move is for, as the toolpath loads them, and every tool it loads.
+  int tool = 0;
+  std::vector<int> tools;
   auto take = [&](const ReadItem& p, const std::string& reason, const k5x::AptEvent& event,
                   const k5x::Candidates* gathered, const k5x::Gatherer* gatherer) {
     switch (p.kind) {
-      case ReadItem::move:
+      case ReadItem::move: {
+        k5x::ProgrammedMove m = p.m;
+        m.tool = tool;
         if (gathered)
-          planner.push_gathered(p.m, *gathered, gatherer->start_found());
+          planner.push_gathered(m, *gathered, gatherer->start_found());
         else
-          planner.push(p.m);
+          planner.push(m);
         report_progress();
         return -1;
+      }
       case ReadItem::event:
+        if (event.kind == k5x::AptEvent::tool_load) {
+          tool = event.tool;
+          if (std::find(tools.begin(), tools.end(), tool) == tools.end()) tools.push_back(tool);
+        }
         if (gcode) gcode->event(event);
         return -1;
       case ReadItem::malformed:
@@ -1030,12 +1056,27 @@ int run_post(const PostArgs& a) {
     std::fprintf(stderr,
                  "k5x post: warning: --retract-z is not used with --tcp: under tool-centre-point "
                  "control the tool is not retracted\n");
-  if (gcode && !gcode->options().tcp && gcode->tools_loaded() > 1)
+  // Without tool-centre-point control each tool's positions are for its own length.
+  std::string unmeasured;
+  int unmeasured_count = 0;
+  for (const int t : tools)
+    if (std::none_of(a.tool_lengths.begin(), a.tool_lengths.end(),
+                     [&](const k5x::PlanOptions::ToolLength& l) { return l.tool == t; })) {
+      unmeasured += (unmeasured.empty() ? "" : ", ") + std::to_string(t);
+      ++unmeasured_count;
+    }
+  if (!(gcode && gcode->options().tcp) && tools.size() > 1 && !unmeasured.empty())
     std::fprintf(stderr,
-                 "k5x post: warning: the toolpath loads %d tools and every position is for one "
-                 "tool length (%g from the spindle nose: the machine file's or --tool-length): "
-                 "post each tool with its own --tool-length, or use --tcp\n",
-                 gcode->tools_loaded(), st.machine.tool_length);
+                 "k5x post: warning: the toolpath loads %zu tools and the positions of %s %s "
+                 "are for one tool length (%g from the spindle nose: the machine file's or "
+                 "--tool-length L): give each tool its own with --tool-length T=L, or use "
+                 "--tcp\n",
+                 tools.size(), unmeasured_count == 1 ? "tool" : "tools", unmeasured.c_str(),
+                 st.machine.tool_length);
+  for (const k5x::PlanOptions::ToolLength& l : a.tool_lengths)
+    if (std::find(tools.begin(), tools.end(), l.tool) == tools.end())
+      std::fprintf(stderr, "k5x post: warning: --tool-length %d=%g: the toolpath loads no tool %d\n",
+                   l.tool, l.length, l.tool);
   if (gcode && gcode->unretracted_swings() > 0)
     std::fprintf(stderr,
                  "k5x post: warning: rapids that swing the rotary axes more than %g degrees with "

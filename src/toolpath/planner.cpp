@@ -187,6 +187,7 @@ void Gatherer::solve(const double axis[3], Candidates* out) {
 Planner::Planner(State& st, const PlanOptions& options, PositionSink* sink)
     : st_(st), opt_(options), sink_(sink), facts_(read_machine_facts(st)), own_(st, options) {
   flip_ = own_.flips_axis();
+  machine_tool_length_ = st.machine.tool_length;
   if (opt_.choice == Choice::nearest) {
     // Move by move: nothing is gained by holding moves back.
     opt_.window = 1;
@@ -266,6 +267,15 @@ void Planner::accept(bool start_found) {
 
 void Planner::finish() {
   if (count_ > 0) plan_and_emit(count_);
+  st_.machine.tool_length = machine_tool_length_;
+}
+
+double Planner::use_tool_length(const Held& h) {
+  double length = machine_tool_length_;
+  for (const PlanOptions::ToolLength& t : opt_.tool_lengths)
+    if (t.tool == h.move.tool && h.move.tool != 0) length = t.length;
+  st_.machine.tool_length = length;
+  return length;
 }
 
 // The plan asks of this sine only its sign and whether it is within sin_tolerance_: most
@@ -527,12 +537,17 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
     for (int i = 0; i < 3; ++i)
       if (!facts_.limited[i] && std::isfinite(abc[i]))
         abc[i] += 360.0 * std::nearbyint((last_pos_[3 + i] - abc[i]) / 360.0);
+  // A tool of another length: the last position was for the other tool, and nothing is
+  // interpolated or backed out between the two.
+  const double length_before = st_.machine.tool_length;
+  const bool tool_changed = !opt_.tool_lengths.empty() && use_tool_length(h) != length_before;
   double pos[6];
   place(st_, h.move.point, abc, pos);
   vcopy(abc, pos + 3);
   bool unwind = false;
   // Three rotary axes have no branch to change: what the cost weighs there is a preference.
-  if (have_last_ && !h.move.rapid && opt_.choice == Choice::path && !facts_.three_rotary) {
+  if (have_last_ && !h.move.rapid && !tool_changed && opt_.choice == Choice::path &&
+      !facts_.three_rotary) {
     double turn = 0.0;
     for (int i = 0; i < 3; ++i)
       if (facts_.has_axis[3 + i]) turn = running_max(turn, std::fabs(abc[i] - last_pos_[3 + i]));
@@ -553,7 +568,7 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
         stats_.max_jump_rapid = h.move.rapid;
       }
     }
-    if (h.move.rapid || unwind) {
+    if (h.move.rapid || unwind || tool_changed) {
       // A positioning move: the tool is clear of the workpiece, nothing to keep it on.
     } else if (opt_.linearise == Linearise::tolerance)
       split(last_pos_, pos, last_tip_, h.move.point, last_axis_, h.move.axis, h, 0);

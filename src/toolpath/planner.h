@@ -147,6 +147,11 @@ class alignas(64) Planner {
 
   // The last delivered programmed position, for linearisation and jumps.
   bool have_last_ = false;
+  // The machine's tool length as the planner found it: for moves of tools without their own,
+  // and left in the state again when the run ends.
+  double machine_tool_length_ = 0.0;
+  // The length move h is placed with; sets it in the state.
+  double use_tool_length(const Held& h);
   double last_pos_[6] = {};
   double last_tip_[3] = {};
   double last_axis_[3] = {};

@@ -16,6 +16,7 @@ struct ProgrammedMove {
   long line = 0;                     // source line, for messages and for the output rows
   long index = 0;                    // 0-based position in the run's sequence of moves
   bool rapid = false;                // positioning move (G0), not cutting
+  int tool = 0;                      // the tool loaded for it (LOAD/TOOL, LOADTL); 0 none said
   double feed = 0.0;                 // programmed feed, length unit per minute; <= 0 none given
 };
 
@@ -65,6 +66,13 @@ struct PlanOptions {
   int mode = 0;                   // 0 least largest rotary change, 1 least first free axis
   int mode3r = 0;                 // handed to the three-rotary solver
   double unwind_clearance = 5.0;  // how far the tool backs out along its axis at an unwind
+  // Tool lengths (from the spindle nose, machine length unit) by tool number: a move of a tool
+  // listed is placed with its length, any other with the machine's.
+  struct ToolLength {
+    int tool;
+    double length;
+  };
+  std::vector<ToolLength> tool_lengths;
   int window = 10000;             // moves planned together
   int overlap = 1000;             // of which the last are planned again with the next window
 };

@@ -236,6 +236,27 @@ has "$T/err" "warning: .*no Z limit.*--retract-z" \
   "warning: the toolpath starts no spindle" "warning: the toolpath loads 3 tools"
 has "$T/i.nc" "^\(line [0-9]+: the rotary axes must turn round in the cut" \
   "^\(line [0-9]+: the rotary axes swing [0-9]+ degrees in this rapid"
+# Each tool placed with its own length: every position of tool 2 (lines 4632 to 4736 of the
+# file) and tool 3 (from 5323) moves by the difference along the tool axis, tool 1's not at
+# all; two threads agree, and a tool left without a length, or a length for no tool, is named.
+p2="$(dirname "$0")"/../../../shared/toolpaths/mech491_APT_Project2.txt
+"$K5X" post --machine HeadTable "$p2" -o "$T/l0.csv" 2>/dev/null
+for t in 1 2; do
+  run 0 "post --tool-length T=L, $t threads" "$K5X" post --machine HeadTable "$p2" --threads $t \
+    --tool-length 2=95.5 --tool-length 3=60 --tool-length 7=1 -o "$T/l$t.csv"
+done
+cmp -s "$T/l1.csv" "$T/l2.csv"
+verdict "post --tool-length T=L: two threads differ from one" $?
+paste -d, "$T/l0.csv" "$T/l1.csv" | awk -F, 'NR > 1 {
+  want = $1 >= 5323 ? 20 : ($1 >= 4632 && $1 < 4737 ? 15.5 : 0)
+  d = sqrt(($2 - $12) ^ 2 + ($3 - $13) ^ 2 + ($4 - $14) ^ 2)
+  if (d - want > 1e-5 || want - d > 1e-5 || $5 != $15 || $6 != $16 || $7 != $17) bad++ }
+  END { exit bad > 0 }'
+verdict "post --tool-length T=L: a tool's positions not moved by its length" $?
+has "$T/err" "positions of tool 1 are for one tool length \(80 " "loads no tool 7$"
+for bad in 0=5 x=5 1= =3; do
+  run 2 "post --tool-length $bad" "$K5X" post "$p2" --tool-length "$bad"
+done
 # The largest jump there is a rapid's, and no cut swings: the summary must not read as a fault.
 run 0 "post APT HeadTable, jumps" "$K5X" post --machine HeadTable \
   "$(dirname "$0")"/../../../shared/toolpaths/mech491_APT_Project2.txt -o /dev/null
