@@ -913,11 +913,11 @@ int run_post(const PostArgs& a) {
   } else {
     toolpath = std::make_unique<PlainToolpath>(in, st.eps);
   }
-  // One item: -1 go on, else the exit status. A move comes with its solutions when the
-  // reading thread gathered them.
   // The tool each move is for, as the toolpath loads them, and every tool it loads.
   int tool = 0;
   std::vector<int> tools;
+  // One item: -1 go on, else the exit status. A move comes with its solutions when the
+  // reading thread gathered them.
   auto take = [&](const ReadItem& p, const std::string& reason, const k5x::AptEvent& event,
                   const k5x::Candidates* gathered, const k5x::Gatherer* gatherer) {
     switch (p.kind) {
@@ -1048,7 +1048,7 @@ int run_post(const PostArgs& a) {
     std::fprintf(stderr,
                  "k5x post: warning: the toolpath starts no spindle (no SPINDL/ record): the "
                  "program has no M3 or M4\n");
-  if (gcode && gcode->options().tcp && gcode->tools_loaded() == 0 && planner.stats().moves > 0)
+  if (gcode && gcode->options().tcp && tools.empty() && planner.stats().moves > 0)
     std::fprintf(stderr,
                  "k5x post: warning: the toolpath loads no tool, so tool-centre-point control is "
                  "switched on with the length offset of tool 0\n");

@@ -259,7 +259,6 @@ void GcodeWriter::write_event(const AptEvent& e) {
       comment(e.text);
       break;
     case AptEvent::tool_load:
-      if (std::find(tools_.begin(), tools_.end(), e.tool) == tools_.end()) tools_.push_back(e.tool);
       tool_ = e.tool;
       if (!e.text.empty()) comment(e.text);
       if (tcp_on_) block(dialect_.get("tcp_off"));

@@ -69,8 +69,6 @@ class GcodeWriter : public PositionSink {
   long unretracted_swings() const { return unretracted_swings_; }
   // Whether the toolpath started the spindle anywhere.
   bool spindle_started() const { return spindle_started_; }
-  // The different tools the toolpath loads.
-  int tools_loaded() const { return static_cast<int>(tools_.size()); }
   const GcodeOptions& options() const { return opt_; }
 
  private:
@@ -124,7 +122,6 @@ class GcodeWriter : public PositionSink {
   bool spindle_started_ = false;
   // The last spindle and coolant codes written were their off codes: the end need not repeat them.
   bool spindle_stopped_ = false, coolant_stopped_ = false;
-  std::vector<int> tools_;
   double last_axes_[6] = {};
   double last_tip_[3] = {};
   int tool_ = 0;
