@@ -913,7 +913,7 @@ int run_post(const PostArgs& a) {
   } else {
     toolpath = std::make_unique<PlainToolpath>(in, st.eps);
   }
-  // The tool each move is for, as the toolpath loads them, and every tool it loads.
+  // The tool each move is for, as the toolpath loads them, and every tool it loads but 0.
   int tool = 0;
   std::vector<int> tools;
   // One item: -1 go on, else the exit status. A move comes with its solutions when the
@@ -934,7 +934,9 @@ int run_post(const PostArgs& a) {
       case ReadItem::event:
         if (event.kind == k5x::AptEvent::tool_load) {
           tool = event.tool;
-          if (std::find(tools.begin(), tools.end(), tool) == tools.end()) tools.push_back(tool);
+          // Tool 0 (an empty spindle) has no length of its own to give.
+          if (tool != 0 && std::find(tools.begin(), tools.end(), tool) == tools.end())
+            tools.push_back(tool);
         }
         if (gcode) gcode->event(event);
         return -1;
