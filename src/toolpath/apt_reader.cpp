@@ -533,9 +533,15 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     circle_line_ = record_line_;
     return kEnd;
   }
-  if (name_ == "PPRINT" || name_ == "TOOL PATH" || name_ == "PARTNO") {
+  // Without a slash, a record's name is its first word and the rest of the line its text.
+  const std::size_t space = slash == std::string::npos ? name_.find_first_of(" \t") : std::string::npos;
+  const std::string word = space == std::string::npos ? name_ : name_.substr(0, space);
+  if (word == "PPRINT" || name_ == "TOOL PATH" || word == "PARTNO") {
     event->kind = AptEvent::comment;
-    event->text = trim(name_ + " " + (slash == std::string::npos ? "" : record_.substr(slash + 1)));
+    const std::size_t at = record_.find_first_not_of(" \t");
+    event->text = slash != std::string::npos
+                      ? trim(name_ + " " + record_.substr(slash + 1))
+                      : trim(word + " " + trim(record_.substr(at + word.size())));
     return kEvent;
   }
   if (name_ == "END-OF-PATH") {
@@ -546,10 +552,15 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     event->kind = AptEvent::end_of_program;
     return kEvent;
   }
-  // Counted under its name, never dropped silently. A line of several words without a slash is
-  // no record but text (a listing's trailer, say): counted as such, not under its first word.
-  std::string key = name_;
-  if (slash == std::string::npos && key.find_first_of(" \t") != std::string::npos) key = "(text)";
+  // Counted under its name, never dropped silently. Several words without a slash are a record
+  // named by its first word when that is written in capitals as APT is; else they are text (a
+  // listing's header or trailer, say), counted as such.
+  std::string key = word;
+  if (space != std::string::npos) {
+    const std::size_t at = record_.find_first_not_of(" \t");
+    for (std::size_t i = at; i < at + word.size(); ++i)
+      if (record_[i] >= 'a' && record_[i] <= 'z') key = "(text)";
+  }
   if (key.size() > 40) key = key.substr(0, 40);
   key = printable(key);
   // A few dozen names are kept: a file that is no APT at all must not add one for every line.

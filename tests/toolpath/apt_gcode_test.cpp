@@ -175,7 +175,7 @@ TEST(AptReader, WhatIsKeptStaysBounded) {
   options.longest_line = 64;
   std::string text = "UNITS/MM\nGOTO/1,2,$\n";
   for (int i = 0; i < 40; ++i) text += "3,$\n";
-  text += "4\nGOTO/5,6,7\nTool Path Listing has 50 lines.\n";
+  text += "4\nGOTO/5,6,7\nTool Path Listing has 50 lines.\nPARTNO  BRACKET 12\nINSERT M01\n";
   for (int i = 0; i < 100; ++i) text += "WORD" + std::to_string(i) + "\n";
   const Read r = read_apt(text, options);
   ASSERT_EQ(r.errors.size(), 1u);
@@ -183,8 +183,12 @@ TEST(AptReader, WhatIsKeptStaysBounded) {
   ASSERT_EQ(r.moves.size(), 1u);
   EXPECT_EQ(r.moves[0].point[0], 5.0);
   EXPECT_EQ(r.unknown.size(), 65u);
-  EXPECT_EQ(r.unknown.at("(text)"), 1);  // words without a slash are no record's name
-  EXPECT_EQ(r.unknown.at("(others)"), 37);
+  // Words without a slash: a record when the first is in capitals, else text.
+  EXPECT_EQ(r.unknown.at("(text)"), 1);
+  EXPECT_EQ(r.unknown.at("INSERT"), 1);
+  ASSERT_EQ(r.events.size(), 1u);
+  EXPECT_EQ(r.events[0].text, "PARTNO BRACKET 12");
+  EXPECT_EQ(r.unknown.at("(others)"), 38);
 }
 
 // Positions of a G-code program: the axis words of every motion block, modal words carried.
