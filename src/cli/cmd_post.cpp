@@ -100,7 +100,10 @@ const char kPostHelp[] =
     "                     the nearest way; modulo write them in [0, 360)\n"
     "  --rtcp R           tool-point compensation of --subdivide=formula: 0 off, 1 full,\n"
     "                     2 head only\n"
-    "  --tool-length L    tool length from the spindle nose (default: the machine file's)\n"
+    "  --tool-length L    tool length (default: the machine file's), in the file's sense:\n"
+    "                     the tip lies L back along the file's tool direction from the tool\n"
+    "                     point (the spindle nose), so L is negative where the file points\n"
+    "                     the tool from the spindle towards the tip ('k5x info' says which)\n"
     "  --tool-length T=L  tool T's own length, for the moves after the toolpath loads it\n"
     "                     (LOAD/TOOL,T or LOADTL/T); repeat it for each tool\n"
     "  --increment-tolerance D\n"
@@ -744,7 +747,31 @@ int run_post(const PostArgs& a) {
   st.silent = 1;  // trace lines would mix with the CSV
   if (a.mode >= 0) k5x::set_mode(st, a.mode);
   if (a.rtcp >= 0) k5x::set_rtcp(st, a.rtcp);
-  if (a.has_tool_length) st.machine.tool_length = a.tool_length;
+  // A length of the wrong sign puts the tip behind the tool point, and turns round which way
+  // the tool is taken to point: said, as the positions are then for a tool turned round.
+  const bool file_sense = k5x::read_machine_facts(st).cam_sense;
+  auto check_sense = [&](const std::string& option, double length) {
+    const double loaded = st.machine.tool_length;
+    st.machine.tool_length = length;
+    if (k5x::read_machine_facts(st).cam_sense != file_sense)
+      std::fprintf(stderr,
+                   "k5x post: warning: --tool-length %s puts the tool tip on the spindle's side: "
+                   "this machine's file points the tool from the %s, and the tip lies the length "
+                   "back along that direction, so its lengths are %s\n",
+                   option.c_str(), file_sense ? "tip towards the spindle" : "spindle towards the tip",
+                   file_sense ? "positive" : "negative");
+    st.machine.tool_length = loaded;
+  };
+  char shown[64];
+  for (const k5x::PlanOptions::ToolLength& l : a.tool_lengths) {
+    std::snprintf(shown, sizeof shown, "%d=%g", l.tool, l.length);
+    check_sense(shown, l.length);
+  }
+  if (a.has_tool_length) {
+    std::snprintf(shown, sizeof shown, "%g", a.tool_length);
+    check_sense(shown, a.tool_length);
+    st.machine.tool_length = a.tool_length;
+  }
   if (a.has_tolerance) st.machine.tolerance = a.tolerance;
   // Snapping only runs on a machine whose file switched increments on (behaviour above 0).
   if (a.has_increment_tolerance && k5x::get_increment_behaviour(st) > 0) {

@@ -187,7 +187,7 @@ void Gatherer::solve(const double axis[3], Candidates* out) {
 Planner::Planner(State& st, const PlanOptions& options, PositionSink* sink)
     : st_(st), opt_(options), sink_(sink), facts_(read_machine_facts(st)), own_(st, options) {
   flip_ = own_.flips_axis();
-  machine_tool_length_ = st.machine.tool_length;
+  machine_tool_length_ = last_length_ = st.machine.tool_length;
   if (opt_.choice == Choice::nearest) {
     // Move by move: nothing is gained by holding moves back.
     opt_.window = 1;
@@ -267,14 +267,12 @@ void Planner::accept(bool start_found) {
 
 void Planner::finish() {
   if (count_ > 0) plan_and_emit(count_);
-  st_.machine.tool_length = machine_tool_length_;
 }
 
-double Planner::use_tool_length(const Held& h) {
+double Planner::tool_length_of(int tool) const {
   double length = machine_tool_length_;
   for (const PlanOptions::ToolLength& t : opt_.tool_lengths)
-    if (t.tool == h.move.tool && h.move.tool != 0) length = t.length;
-  st_.machine.tool_length = length;
+    if (t.tool == tool && tool != 0) length = t.length;
   return length;
 }
 
@@ -537,17 +535,23 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
     for (int i = 0; i < 3; ++i)
       if (!facts_.limited[i] && std::isfinite(abc[i]))
         abc[i] += 360.0 * std::nearbyint((last_pos_[3 + i] - abc[i]) / 360.0);
-  // A tool of another length: the last position was for the other tool, and nothing is
-  // interpolated or backed out between the two.
-  const double length_before = st_.machine.tool_length;
-  const bool tool_changed = !opt_.tool_lengths.empty() && use_tool_length(h) != length_before;
+  // A tool of its own length is placed with it, and the last position is placed again as the
+  // new tool would have stood there: the move between them is then the new tool's. The solver
+  // keeps the machine's length (the state is restored below), so solving never depends on it.
+  if (!opt_.tool_lengths.empty()) {
+    const double length = tool_length_of(h.move.tool);
+    if (have_last_ && !same_bits(&length, &last_length_, 1)) {
+      st_.machine.tool_length = length;
+      place(st_, last_tip_, last_pos_ + 3, last_pos_);
+    }
+    st_.machine.tool_length = last_length_ = length;
+  }
   double pos[6];
   place(st_, h.move.point, abc, pos);
   vcopy(abc, pos + 3);
   bool unwind = false;
   // Three rotary axes have no branch to change: what the cost weighs there is a preference.
-  if (have_last_ && !h.move.rapid && !tool_changed && opt_.choice == Choice::path &&
-      !facts_.three_rotary) {
+  if (have_last_ && !h.move.rapid && opt_.choice == Choice::path && !facts_.three_rotary) {
     double turn = 0.0;
     for (int i = 0; i < 3; ++i)
       if (facts_.has_axis[3 + i]) turn = running_max(turn, std::fabs(abc[i] - last_pos_[3 + i]));
@@ -568,7 +572,7 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
         stats_.max_jump_rapid = h.move.rapid;
       }
     }
-    if (h.move.rapid || unwind || tool_changed) {
+    if (h.move.rapid || unwind) {
       // A positioning move: the tool is clear of the workpiece, nothing to keep it on.
     } else if (opt_.linearise == Linearise::tolerance)
       split(last_pos_, pos, last_tip_, h.move.point, last_axis_, h.move.axis, h, 0);
@@ -603,6 +607,7 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
   vcopy(h.move.point, last_tip_);
   vcopy(h.move.axis, last_axis_);
   have_last_ = true;
+  st_.machine.tool_length = machine_tool_length_;
 }
 
 void Planner::deviation(const double p0[6], const double p1[6], const double t0[3],

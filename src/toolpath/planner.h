@@ -147,11 +147,11 @@ class alignas(64) Planner {
 
   // The last delivered programmed position, for linearisation and jumps.
   bool have_last_ = false;
-  // The machine's tool length as the planner found it: for moves of tools without their own,
-  // and left in the state again when the run ends.
+  // The machine's tool length as the planner found it: for moves of tools without a length of
+  // their own, and in the state whenever no move is being placed.
   double machine_tool_length_ = 0.0;
-  // The length move h is placed with; sets it in the state.
-  double use_tool_length(const Held& h);
+  double last_length_ = 0.0;  // the length the last position was placed with
+  double tool_length_of(int tool) const;
   double last_pos_[6] = {};
   double last_tip_[3] = {};
   double last_axis_[3] = {};

@@ -254,6 +254,29 @@ paste -d, "$T/l0.csv" "$T/l1.csv" | awk -F, 'NR > 1 {
   END { exit bad > 0 }'
 verdict "post --tool-length T=L: a tool's positions not moved by its length" $?
 has "$T/err" "positions of tool 1 are for one tool length \(80 " "loads no tool 7$"
+# Solving never takes a tool's length (on three rotary axes it would): one thread and two agree.
+for t in 1 2; do
+  "$K5X" post --machine ThreeRotary "$p2" --choice nearest --tool-length 1=150 --threads $t \
+    -o "$T/r$t.csv" 2>/dev/null
+done
+cmp -s "$T/r1.csv" "$T/r2.csv"
+verdict "post ThreeRotary --tool-length T=L: two threads differ from one" $?
+# A cut straight after a tool change is subdivided as any other: under --tcp the program does
+# not depend on the lengths at all.
+printf 'UNITS/MM\nLOAD/TOOL,1\nGOTO/0,0,10,0,0,1\nGOTO/20,0,10,0,0.5,0.8660254\nLOAD/TOOL,2\n%s\n' \
+  'GOTO/30,0,10,0.5,0,0.8660254' >"$T/change.apt"
+for o in "" "--tool-length 2=150"; do
+  "$K5X" post --machine Trunnion "$T/change.apt" --subdivide --output gcode --tcp $o 2>/dev/null |
+    grep -v '^(k5x post \|^(date' >"$T/tcp${o:+1}.nc"
+done
+cmp -s "$T/tcp.nc" "$T/tcp1.nc"
+verdict "post --tcp: the program depends on --tool-length" $?
+# Lengths go the file's way: DemoHead points its tool from the spindle to the tip.
+run 0 "post --tool-length of the wrong sign" "$K5X" post "$p2" --tool-length 150 -o /dev/null
+has "$T/err" "warning: --tool-length 150 puts the tool tip on the spindle's side.*negative$"
+run 0 "post --tool-length of the right sign" "$K5X" post "$p2" --tool-length 2=-150 -o /dev/null
+! grep -q "spindle's side" "$T/err"
+verdict "post --tool-length 2=-150: warned of the sign" $?
 for bad in 0=5 x=5 1= =3; do
   run 2 "post --tool-length $bad" "$K5X" post "$p2" --tool-length "$bad"
 done
