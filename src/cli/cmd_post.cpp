@@ -422,7 +422,8 @@ int parse_args(int argc, char** argv, PostArgs* a) {
         const std::string tool(static_cast<const char*>(argv[i + 1]), eq);
         k5x::PlanOptions::ToolLength t{};
         if (!parse_int(tool.c_str(), &t.tool) || t.tool < 1 || !parse_double(eq + 1, &t.length))
-          return usage_error(kCmd, "--tool-length takes L or T=L (a tool number from 1, a length)");
+          return usage_error(kCmd, ("--tool-length takes L or T=L (a tool number from 1, a "
+                                    "length), not '" + std::string(argv[i + 1]) + "'").c_str());
         a->tool_lengths.push_back(t);
         ++i;
       } else {
