@@ -1098,9 +1098,8 @@ int run_post(const PostArgs& a) {
   if (!(gcode && gcode->options().tcp) && tools.size() > 1 && !unmeasured.empty())
     std::fprintf(stderr,
                  "k5x post: warning: the toolpath loads %zu tools and the positions of %s %s "
-                 "are for one tool length (%g from the spindle nose: the machine file's or "
-                 "--tool-length L): give each tool its own with --tool-length T=L, or use "
-                 "--tcp\n",
+                 "are for one tool length, %g (the machine file's, or --tool-length L): give each "
+                 "tool its own with --tool-length T=L, or use --tcp\n",
                  tools.size(), unmeasured_count == 1 ? "tool" : "tools", unmeasured.c_str(),
                  st.machine.tool_length);
   for (const k5x::PlanOptions::ToolLength& l : a.tool_lengths)

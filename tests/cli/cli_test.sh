@@ -253,7 +253,7 @@ paste -d, "$T/l0.csv" "$T/l1.csv" | awk -F, 'NR > 1 {
   if (d - want > 1e-5 || want - d > 1e-5 || $5 != $15 || $6 != $16 || $7 != $17) bad++ }
   END { exit bad > 0 }'
 verdict "post --tool-length T=L: a tool's positions not moved by its length" $?
-has "$T/err" "positions of tool 1 are for one tool length \(80 " "loads no tool 7$"
+has "$T/err" "positions of tool 1 are for one tool length, 80 \(" "loads no tool 7$"
 # Solving never takes a tool's length (on three rotary axes it would): one thread and two agree.
 for t in 1 2; do
   "$K5X" post --machine ThreeRotary "$p2" --choice nearest --tool-length 1=150 --threads $t \
