@@ -536,13 +536,21 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
   // Without a slash, a record's name is its first word and the rest of the line its text.
   const std::size_t space = slash == std::string::npos ? name_.find_first_of(" \t") : std::string::npos;
   const std::string word = space == std::string::npos ? name_ : name_.substr(0, space);
+  const std::size_t at = record_.find_first_not_of(" \t");
+  const std::string rest =
+      slash != std::string::npos ? record_.substr(slash + 1)
+                                 : (at == std::string::npos ? "" : record_.substr(at + word.size()));
   if (word == "PPRINT" || name_ == "TOOL PATH" || word == "PARTNO") {
     event->kind = AptEvent::comment;
-    const std::size_t at = record_.find_first_not_of(" \t");
-    event->text = slash != std::string::npos
-                      ? trim(name_ + " " + record_.substr(slash + 1))
-                      : trim(word + " " + trim(record_.substr(at + word.size())));
+    event->text = trim((slash != std::string::npos ? name_ : word) + " " + trim(rest));
     return kEvent;
+  }
+  if (word == "INSERT") {
+    // Its text goes into the program as it is: a block for the controller, the CAM's to answer
+    // for (control codes excepted).
+    event->kind = AptEvent::insert;
+    event->text = printable(trim(rest));
+    return event->text.empty() ? kEnd : kEvent;
   }
   if (name_ == "END-OF-PATH") {
     event->kind = AptEvent::end_of_path;
@@ -557,7 +565,6 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
   // listing's header or trailer, say), counted as such.
   std::string key = word;
   if (space != std::string::npos) {
-    const std::size_t at = record_.find_first_not_of(" \t");
     for (std::size_t i = at; i < at + word.size(); ++i)
       if (record_[i] >= 'a' && record_[i] <= 'z') key = "(text)";
   }

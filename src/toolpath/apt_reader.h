@@ -18,7 +18,7 @@ namespace k5x {
 // What happens between moves, in file order. `before` is the index of the first move that
 // follows it: a writer emits the event just before that move's first position.
 struct AptEvent {
-  enum Kind { comment, tool_load, spindle, coolant, end_of_path, end_of_program };
+  enum Kind { comment, tool_load, spindle, coolant, end_of_path, end_of_program, insert };
   Kind kind = comment;
   long before = 0;
   long line = 0;
@@ -26,7 +26,7 @@ struct AptEvent {
   double speed = 0.0;     // spindle: rpm, 0 = off; negative = counter-clockwise
   bool started = false;   // spindle: on, at `speed`, or at none said yet when speed is 0
   int coolant_mode = 0;   // coolant: 0 off, 1 flood, 2 mist
-  std::string text;       // comment text, or the tool's TLDATA for tool_load
+  std::string text;       // comment text, the tool's TLDATA for tool_load, an insert's block
 };
 
 enum class AptUnits { automatic, mm, inches };

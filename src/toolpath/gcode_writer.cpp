@@ -291,6 +291,9 @@ void GcodeWriter::write_event(const AptEvent& e) {
       break;
     case AptEvent::end_of_program:
       break;
+    case AptEvent::insert:
+      block(e.text);
+      break;
   }
 }
 

@@ -313,11 +313,12 @@ has "$T/out" "^M3$"
 ! grep -q "starts no spindle" "$T/err"
 verdict "post SPINDL/ON: warned that no spindle starts" $?
 # The program ends with the spindle and coolant stopped, once: after the toolpath's own stops,
-# not again.
+# not again. INSERT puts its text in the program as a block.
 has "$T/out" "^M5 M9$"
-printf 'UNITS/MM\nMULTAX\nSPINDL/900\nCOOLNT/ON\nGOTO/0,0,10,0,0,1\nCOOLNT/OFF\nSPINDL/OFF\n' \
-  >"$T/off.apt"
+printf 'UNITS/MM\nMULTAX\nSPINDL/900\nCOOLNT/ON\nGOTO/0,0,10,0,0,1\nINSERT/M01\nCOOLNT/OFF\n%s\n' \
+  'SPINDL/OFF' >"$T/off.apt"
 run 0 "post stops in the toolpath" "$K5X" post "$T/off.apt" --output gcode
+has "$T/out" "^M01$"
 [ "$(grep -c '^M5' "$T/out")$(grep -c 'M9$' "$T/out")" = 11 ]
 verdict "post: spindle or coolant stopped twice at the end" $?
 # Malformed records: FILE:LINE: reason, status 2, nothing written; --skip-bad goes on.
