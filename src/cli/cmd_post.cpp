@@ -759,7 +759,8 @@ int run_post(const PostArgs& a) {
                    "k5x post: warning: --tool-length %s puts the tool tip on the spindle's side: "
                    "this machine's file points the tool from the %s, and the tip lies the length "
                    "back along that direction, so its lengths are %s\n",
-                   option.c_str(), file_sense ? "tip towards the spindle" : "spindle towards the tip",
+                   option.c_str(),
+                   file_sense ? "tip towards the spindle" : "spindle towards the tip",
                    file_sense ? "positive" : "negative");
     st.machine.tool_length = loaded;
   };
@@ -1102,10 +1103,18 @@ int run_post(const PostArgs& a) {
                  "tool its own with --tool-length T=L, or use --tcp\n",
                  tools.size(), unmeasured_count == 1 ? "tool" : "tools", unmeasured.c_str(),
                  st.machine.tool_length);
-  for (const k5x::PlanOptions::ToolLength& l : a.tool_lengths)
-    if (std::find(tools.begin(), tools.end(), l.tool) == tools.end())
-      std::fprintf(stderr, "k5x post: warning: --tool-length %d=%g: the toolpath loads no tool %d\n",
+  for (std::size_t i = 0; i < a.tool_lengths.size(); ++i) {
+    const k5x::PlanOptions::ToolLength& l = a.tool_lengths[i];
+    // Given twice, the last one holds: said once.
+    const bool again =
+        std::any_of(a.tool_lengths.begin() + static_cast<std::ptrdiff_t>(i) + 1,
+                    a.tool_lengths.end(),
+                    [&](const k5x::PlanOptions::ToolLength& o) { return o.tool == l.tool; });
+    if (!again && std::find(tools.begin(), tools.end(), l.tool) == tools.end())
+      std::fprintf(stderr,
+                   "k5x post: warning: --tool-length %d=%g: the toolpath loads no tool %d\n",
                    l.tool, l.length, l.tool);
+  }
   if (gcode && gcode->unretracted_swings() > 0)
     std::fprintf(stderr,
                  "k5x post: warning: rapids that swing the rotary axes more than %g degrees with "

@@ -534,12 +534,15 @@ AptReader::Result AptReader::record(ProgrammedMove* move, AptEvent* event) {
     return kEnd;
   }
   // Without a slash, a record's name is its first word and the rest of the line its text.
-  const std::size_t space = slash == std::string::npos ? name_.find_first_of(" \t") : std::string::npos;
+  const std::size_t space =
+      slash == std::string::npos ? name_.find_first_of(" \t") : std::string::npos;
   const std::string word = space == std::string::npos ? name_ : name_.substr(0, space);
   const std::size_t at = record_.find_first_not_of(" \t");
-  const std::string rest =
-      slash != std::string::npos ? record_.substr(slash + 1)
-                                 : (at == std::string::npos ? "" : record_.substr(at + word.size()));
+  std::string rest;
+  if (slash != std::string::npos)
+    rest = record_.substr(slash + 1);
+  else if (at != std::string::npos)
+    rest = record_.substr(at + word.size());
   if (word == "PPRINT" || name_ == "TOOL PATH" || word == "PARTNO") {
     event->kind = AptEvent::comment;
     event->text = trim((slash != std::string::npos ? name_ : word) + " " + trim(rest));
