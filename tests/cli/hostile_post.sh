@@ -86,7 +86,8 @@ with open(d + "/path.apt", "wb") as f:
                                   b"PPRINT/ x $\nGOTO/" + nums])  # one record, no move
         elif r < 0.92:
             text = random.choice([b"FEDRAT/ 1200", b"SPINDL/ 9000, CLW", b"COOLNT/ ON",
-                                  b"MULTAX/ OFF", b"MULTAX/ ON"])
+                                  b"MULTAX/ OFF", b"MULTAX/ ON", b"LOADTL/ 2", b"LOAD/TOOL,1",
+                                  b"INSERT/ M01", b"PARTNO a part"])
         else:
             text = random.choice([b"GOTO/1,2", b"GOTO/1,x,3", b"GOTO/1,2,3,0,0,0",
                                   b"GOTO/1e999,0,0", b"GOTO/1,2,3,4", b"GOTO/1,2,3\0x"])
@@ -95,7 +96,8 @@ open(d + "/good", "w").write("\n".join(map(str, good)) + "\n")
 open(d + "/bad", "w").write("\n".join(map(str, bad)) + "\n")
 PY
 
-"$K5X" post --machine Trunnion "$T/path.txt" --skip-bad -o "$T/out.csv" 2>"$T/err"
+"$K5X" post --machine Trunnion "$T/path.txt" --skip-bad -o "$T/out.csv" --tool-length 2=150 \
+  2>"$T/err"
 verdict "post --skip-bad: exit status $?" $?
 tail -n +2 "$T/out.csv" | cut -d, -f1 >"$T/written"
 cmp -s "$T/written" "$T/good"
@@ -105,7 +107,8 @@ cmp -s "$T/reported" "$T/bad"
 verdict "every bad line reported exactly once" $?
 
 # The same on more threads: the same rows and the same reports, byte for byte.
-"$K5X" post --machine Trunnion "$T/path.txt" --skip-bad -o "$T/out2.csv" --threads 2 2>"$T/err2"
+"$K5X" post --machine Trunnion "$T/path.txt" --skip-bad -o "$T/out2.csv" --threads 2 \
+  --tool-length 2=150 2>"$T/err2"
 cmp -s "$T/out.csv" "$T/out2.csv" && cmp -s <(grep -v elapsed "$T/err") <(grep -v elapsed "$T/err2")
 verdict "--threads 2: rows or reports differ from one thread's" $?
 
