@@ -123,6 +123,10 @@ const char kPostHelp[] =
     "                     G93 with F = 1 / minutes of each move (default) or G94\n"
     "  --tcp              write the tool tip in workpiece coordinates and the rotary\n"
     "                     angles, with the controller's tool-centre-point mode on\n"
+    "  --arcs on|off      on (default): a circular move of the toolpath (CIRCLE/) is one\n"
+    "                     G2/G3 block where the rotary axes stand still and it goes round\n"
+    "                     X, Y or Z in the written coordinates (G17, G18, G19), a helix\n"
+    "                     too; elsewhere, and with off, its chords (within --tolerance)\n"
     "  --line-numbers     number the blocks\n"
     "  --decimals N, --angle-decimals N\n"
     "                     decimals of lengths (default 4) and of angles (default 3)\n"
@@ -305,7 +309,7 @@ struct PostArgs {
   std::string input_format = "auto", output_format, dialect = "iso", command_line;
   k5x::AptUnits units = k5x::AptUnits::automatic;
   k5x::FeedMode feed = k5x::FeedMode::inverse_time;
-  bool tcp = false, line_numbers = false, has_retract_z = false;
+  bool tcp = false, line_numbers = false, has_retract_z = false, arcs = true;
   int length_decimals = 4, angle_decimals = 3;
   double retract_z = 0.0, retract_angle = 30.0, default_feed = 1000.0, unwind_clearance = 5.0;
   int threads = 1;
@@ -335,7 +339,7 @@ int parse_args(int argc, char** argv, PostArgs* a) {
   static const char* const kGcodeOnly[] = {
       "--feed",          "--dialect",     "--tcp",           "--line-numbers",
       "--decimals",      "--angle-decimals", "--retract-z",  "--retract-angle",
-      "--default-feed",  "--unwind-clearance"};
+      "--default-feed",  "--unwind-clearance", "--arcs"};
   bool second = false;
   for (int i = 0; i < argc; ++i) {
     const char* s = argv[i];
@@ -380,6 +384,9 @@ int parse_args(int argc, char** argv, PostArgs* a) {
       if (!take_int(kCmd, argc, argv, &i, &a->threads)) return 2;
       if (a->threads < 0 || a->threads > 256) return usage_error(kCmd, "--threads must be 0 to 256");
       if (a->threads == 0) a->threads = static_cast<int>(std::thread::hardware_concurrency());
+    } else if (std::strcmp(s, "--arcs") == 0) {
+      if (const int r = take_either(argc, argv, &i, "on", "off", &second)) return r;
+      a->arcs = !second;
     } else if (std::strcmp(s, "--tcp") == 0) {
       a->tcp = true;
     } else if (std::strcmp(s, "--line-numbers") == 0) {
@@ -883,6 +890,7 @@ int run_post(const PostArgs& a) {
     g.feed = a.feed;
     g.tcp = a.tcp;
     g.line_numbers = a.line_numbers;
+    g.arcs = a.arcs;
     g.length_decimals = a.length_decimals;
     g.angle_decimals = a.angle_decimals;
     g.retract_degrees = a.retract_angle;
@@ -1064,7 +1072,11 @@ int run_post(const PostArgs& a) {
       std::fprintf(stderr, "\n");
     }
   }
-  if (gcode) std::fprintf(stderr, "  G-code blocks                %ld\n", gcode->blocks());
+  if (gcode) {
+    std::fprintf(stderr, "  G-code blocks                %ld", gcode->blocks());
+    if (gcode->arcs() > 0) std::fprintf(stderr, " (%ld arcs)", gcode->arcs());
+    std::fprintf(stderr, "\n");
+  }
   // Most often the wrong file: say so rather than write an empty program quietly.
   if (planner.stats().moves == 0)
     std::fprintf(stderr, "k5x post: warning: no moves in %s (read as %s)\n", source.c_str(),

@@ -226,7 +226,7 @@ void AptReader::to_workpiece(const double local[3], double out[3], bool directio
   }
 }
 
-AptReader::Result AptReader::emit_move(const double point[3], ProgrammedMove* move) {
+AptReader::Result AptReader::emit_move(const double point[3], ProgrammedMove* move, ArcPart arc) {
   for (int k = 0; k < 3; ++k) {
     move->point[k] = point[k];
     move->axis[k] = axis_[k];
@@ -236,6 +236,7 @@ AptReader::Result AptReader::emit_move(const double point[3], ProgrammedMove* mo
   move->line = record_line_;
   move->index = index_++;
   move->rapid = rapid_;
+  move->arc = arc;
   move->feed = feed_per_rev_ > 0.0 ? feed_per_rev_ * std::fabs(spindle_rpm_) : feed_;
   rapid_ = false;
   return kMove;
@@ -289,7 +290,7 @@ AptReader::Result AptReader::queue_circle(const double end[3], ProgrammedMove* m
   arc_line_ = circle_line_;
   const long line = record_line_;
   record_line_ = arc_line_;
-  const Result r0 = emit_move(&arc_[0], move);
+  const Result r0 = emit_move(&arc_[0], move, ArcPart::first);
   record_line_ = line;
   arc_next_ = 3;
   return r0;
@@ -301,7 +302,7 @@ AptReader::Result AptReader::next(ProgrammedMove* move, AptEvent* event) {
     const bool last = arc_next_ + 3 >= arc_.size();
     const long line = record_line_;
     if (!last) record_line_ = arc_line_;
-    const Result r = emit_move(&arc_[arc_next_], move);
+    const Result r = emit_move(&arc_[arc_next_], move, ArcPart::rest);
     record_line_ = line;
     arc_next_ += 3;
     return r;

@@ -82,7 +82,7 @@ class AptReader {
   bool numbers(std::size_t from, std::size_t count_min, std::size_t count_max, double* out,
                std::size_t* count);
   void to_workpiece(const double local[3], double out[3], bool direction) const;
-  Result emit_move(const double point[3], ProgrammedMove* move);
+  Result emit_move(const double point[3], ProgrammedMove* move, ArcPart arc = ArcPart::none);
   Result queue_circle(const double end[3], ProgrammedMove* move);
 
   LineReader reader_;

@@ -1,6 +1,7 @@
 #include "toolpath/gcode_writer.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -12,6 +13,11 @@
 namespace k5x {
 
 namespace {
+
+struct ArcFit {
+  double offset[2];  // the centre from the first point, along the plane's two axes
+  double radius, sweep, rise;  // sweep in radians, counter-clockwise about the normal positive
+};
 
 // Fixed notation into [out, limit), rounded as printf rounds (to the nearest, ties to even, on
 // the exact value); the end of the text, out itself when nothing could be written.
@@ -32,6 +38,11 @@ const char kIso[] =
     "units_mm = G21\n"
     "absolute = G90\n"
     "plane = G17\n"
+    "plane_zx = G18\n"
+    "plane_yz = G19\n"
+    "arc_cw = G2\n"
+    "arc_ccw = G3\n"
+    "arc_centre = I J K\n"
     "work_offset = G54\n"
     "rapid = G0\n"
     "linear = G1\n"
@@ -92,6 +103,67 @@ bool parse_into(const std::string& text, Dialect* out, std::string* error) {
   return true;
 }
 
+// The axes of each plane: the two it spans, in the order that makes a turn from the first
+// towards the second counter-clockwise seen from the third, which is its normal.
+constexpr int kPlaneAxes[3][3] = {{0, 1, 2}, {2, 0, 1}, {1, 2, 0}};
+
+// The circle (or helix about the plane's normal) the points go round, in one sense and by less
+// than half a turn from point to point, each within tolerance of it. Its centre is put where the
+// first and last points are equally far from it, as a controller checks.
+bool fit_arc(const std::vector<std::array<double, 3>>& p, const double start[3], int plane,
+             double tolerance, ArcFit* fit) {
+  const int u = kPlaneAxes[plane][0], v = kPlaneAxes[plane][1], n = kPlaneAxes[plane][2];
+  const std::size_t last = p.size() - 1;
+  // The centre through three points well apart (a third of the way round each), from the first
+  // as it was placed: the written ones are too coarse to put it within their own precision.
+  const std::size_t i1 = std::max<std::size_t>(1, last / 3);
+  const std::size_t i2 = std::max(i1 + 1, 2 * last / 3);
+  const double bx = p[i1][u] - start[u], by = p[i1][v] - start[v];
+  const double cx = p[i2][u] - start[u], cy = p[i2][v] - start[v];
+  const double b2 = bx * bx + by * by, c2 = cx * cx + cy * cy;
+  const double d = 2.0 * (bx * cy - by * cx);
+  if (!(std::fabs(d) > 1e-9 * (b2 + c2))) return false;
+  double ox = (cy * b2 - by * c2) / d + start[u] - p[0][u];
+  double oy = (bx * c2 - cx * b2) / d + start[v] - p[0][v];
+  // Onto the perpendicular bisector of the first and last points, unless they meet.
+  const double ex = p[last][u] - p[0][u], ey = p[last][v] - p[0][v];
+  const double e = std::hypot(ex, ey);
+  if (e > tolerance) {
+    const double wx = -ey / e, wy = ex / e, along = (ox - 0.5 * ex) * wx + (oy - 0.5 * ey) * wy;
+    ox = 0.5 * ex + along * wx;
+    oy = 0.5 * ey + along * wy;
+  }
+  const double r = std::hypot(ox, oy);
+  const double cu = p[0][u] + ox, cv = p[0][v] + oy;
+  if (!(r > tolerance)) return false;
+  std::vector<double> turned(p.size(), 0.0);
+  double sweep = 0.0, before = std::atan2(p[0][v] - cv, p[0][u] - cu);
+  for (std::size_t i = 1; i <= last; ++i) {
+    const double du = p[i][u] - cu, dv = p[i][v] - cv;
+    if (!(std::fabs(std::hypot(du, dv) - r) <= tolerance)) return false;
+    const double at = std::atan2(dv, du);
+    double step = at - before;
+    if (step > kPi) step -= 2.0 * kPi;
+    if (step <= -kPi) step += 2.0 * kPi;
+    before = at;
+    if (!(std::fabs(step) > 1e-9 && std::fabs(step) < kPi - 1e-6) ||
+        (i > 1 && (step > 0.0) != (sweep > 0.0)))
+      return false;
+    sweep += step;
+    turned[i] = sweep;
+  }
+  if (std::fabs(sweep) > 2.0 * kPi + 1e-9) return false;
+  const double rise = p[last][n] - p[0][n];
+  for (std::size_t i = 1; i <= last; ++i)
+    if (!(std::fabs(p[i][n] - p[0][n] - rise * turned[i] / sweep) <= tolerance)) return false;
+  fit->offset[0] = ox;
+  fit->offset[1] = oy;
+  fit->radius = r;
+  fit->sweep = sweep;
+  fit->rise = rise;
+  return true;
+}
+
 }  // namespace
 
 const std::string& Dialect::get(const std::string& key) const {
@@ -125,6 +197,12 @@ bool parse_dialect(const std::string& text, Dialect* out, std::string* error) {
     *error = "axes: six letters needed (X Y Z A B C), found " + std::to_string(count);
     return false;
   }
+  std::istringstream centre(d.get("arc_centre"));
+  for (count = 0; centre >> letter;) ++count;
+  if (count != 3) {
+    *error = "arc_centre: three letters needed (I J K), found " + std::to_string(count);
+    return false;
+  }
   *out = d;
   return true;
 }
@@ -137,17 +215,32 @@ GcodeWriter::GcodeWriter(OutBuffer* out, const Dialect& dialect, const GcodeOpti
     letters >> letter;
     longest_letter = std::max(longest_letter, letter.size());
   }
+  std::istringstream centre(dialect_.get("arc_centre"));
+  for (std::string& letter : centre_letter_) {
+    centre >> letter;
+    longest_letter = std::max(longest_letter, letter.size());
+  }
   rapid_ = dialect_.get("rapid");
   linear_ = dialect_.get("linear");
   inverse_time_ = dialect_.get("inverse_time");
   per_minute_ = dialect_.get("per_minute");
+  arc_cw_ = dialect_.get("arc_cw");
+  arc_ccw_ = dialect_.get("arc_ccw");
+  planes_[0] = dialect_.get("plane");
+  planes_[1] = dialect_.get("plane_zx");
+  planes_[2] = dialect_.get("plane_yz");
+  // A dialect without arc words (a controller without circular moves) keeps the chords.
+  for (const std::string* w : {&arc_cw_, &arc_ccw_, &planes_[0], &planes_[1], &planes_[2]})
+    if (w->empty()) opt_.arcs = false;
   // A number in fixed notation has at most 309 digits before the point and 9 after it.
   word_room_ = longest_letter + 400;
   lead_room_ = std::max(inverse_time_.size(), per_minute_.size()) + 1 +
-               std::max(rapid_.size(), linear_.size());
+               std::max({rapid_.size(), linear_.size(), arc_cw_.size(), arc_ccw_.size()}) + 1 +
+               std::max({planes_[0].size(), planes_[1].size(), planes_[2].size()});
   word_.resize(word_room_);
   last_words_.resize(6 * word_room_);
-  line_.resize(lead_room_ + 6 * (1 + word_room_) + 1 + kFeedRoom);
+  // The axis words, an arc's two centre words and the feed.
+  line_.resize(lead_room_ + 8 * (1 + word_room_) + 1 + kFeedRoom);
 }
 
 void GcodeWriter::block(std::string_view text, bool numbered) {
@@ -182,8 +275,10 @@ void GcodeWriter::comment(const std::string& text) {
 }
 
 std::string_view GcodeWriter::word(int axis, double value) {
-  const int decimals = axis < 3 ? opt_.length_decimals : opt_.angle_decimals;
-  const std::string& letter = letter_[axis];
+  return number_word(letter_[axis], axis < 3 ? opt_.length_decimals : opt_.angle_decimals, value);
+}
+
+std::string_view GcodeWriter::number_word(const std::string& letter, int decimals, double value) {
   char* w = word_.data();
   std::memcpy(w, letter.data(), letter.size());
   char* number = w + letter.size();
@@ -298,6 +393,21 @@ void GcodeWriter::write_event(const AptEvent& e) {
 }
 
 void GcodeWriter::position(const PlannedPosition& p) {
+  if (opt_.arcs) {
+    if (p.arc == ArcPart::rest && !held_.empty()) {
+      held_.push_back(p);
+      return;
+    }
+    write_held();
+    if (p.arc == ArcPart::first) {
+      held_.push_back(p);
+      return;
+    }
+  }
+  write_position(p);
+}
+
+void GcodeWriter::write_position(const PlannedPosition& p) {
   flush_events(p.index, false);
   if (!p.reachable) {
     comment("line " + std::to_string(p.line) + ": no solution for the tool axis, move skipped");
@@ -387,6 +497,85 @@ void GcodeWriter::position(const PlannedPosition& p) {
   have_last_ = true;
 }
 
+void GcodeWriter::write_held() {
+  if (held_.empty()) return;
+  if (!write_arc())
+    for (const PlannedPosition& h : held_) write_position(h);
+  held_.clear();
+}
+
+bool GcodeWriter::same_word(int k, double value) {
+  std::uint64_t bits;
+  std::memcpy(&bits, &value, sizeof bits);
+  if (have_value_[k] && bits == last_value_[k]) return true;
+  const std::string_view w = word(k, value);
+  const char* last = &last_words_[static_cast<std::size_t>(k) * word_room_];
+  return last_size_[k] == w.size() && std::memcmp(last, w.data(), w.size()) == 0;
+}
+
+bool GcodeWriter::write_arc() {
+  const PlannedPosition& first = held_.front();
+  if (!have_last_ || held_.size() < 2) return false;
+  for (const PlannedPosition& h : held_) {
+    if (!h.reachable || h.rapid || h.inserted || h.unwind || h.travel_code != 0 ||
+        !(h.feed == first.feed))
+      return false;
+    for (int k = 3; k < 6; ++k)
+      if (opt_.has_axis[k] && !same_word(k, h.axes[k])) return false;
+  }
+  flush_events(first.index, false);
+  // Nothing may come between the chords, and the tool-centre-point mode must already be on.
+  if (pending_next_ < pending_.size() && pending_[pending_next_].before <= held_.back().index)
+    return false;
+  if (opt_.tcp && !tcp_on_) return false;
+  // Where the controller stands as written, the chords' ends as placed and the last as written.
+  std::vector<std::array<double, 3>> points(held_.size() + 1);
+  const double* start = opt_.tcp ? last_tip_ : last_axes_;
+  for (int k = 0; k < 3; ++k) {
+    const std::size_t letter = letter_[k].size();
+    const std::string written(&last_words_[static_cast<std::size_t>(k) * word_room_] + letter,
+                              last_size_[k] > letter ? last_size_[k] - letter : 0);
+    points[0][k] = std::strtod(written.c_str(), nullptr);
+    for (std::size_t i = 0; i < held_.size(); ++i)
+      points[i + 1][k] = opt_.tcp ? held_[i].tip[k] : held_[i].axes[k];
+    const std::string_view w = word(k, points.back()[k]);
+    points.back()[k] = std::strtod(std::string(w.substr(letter)).c_str(), nullptr);
+  }
+  ArcFit fit;
+  int plane = 0;
+  auto fits = [&](int q) {
+    return opt_.has_axis[kPlaneAxes[q][0]] && opt_.has_axis[kPlaneAxes[q][1]] &&
+           fit_arc(points, start, q, opt_.arc_tolerance, &fit);
+  };
+  while (plane < 3 && !fits(plane)) ++plane;
+  if (plane == 3) return false;
+  std::string tail;
+  // The centre words in the order of their axes: I before K in the ZX plane.
+  for (int j = 0; j < 2; ++j) {
+    const int i = plane == 1 ? 1 - j : j;
+    const int k = kPlaneAxes[plane][i];
+    tail += ' ';
+    tail += number_word(centre_letter_[k], opt_.length_decimals, fit.offset[i]);
+    // The end in the plane is written even where it is the start: a whole circle says so.
+    have_value_[k] = false;
+    last_size_[k] = 0;
+  }
+  const PlannedPosition& last = held_.back();
+  double v[6];
+  for (int k = 0; k < 6; ++k) v[k] = last.axes[k];
+  if (opt_.tcp)
+    for (int k = 0; k < 3; ++k) v[k] = last.tip[k];
+  const double length = std::hypot(fit.radius * fit.sweep, fit.rise);
+  const double feed = first.feed > 0.0 ? first.feed : opt_.default_feed;
+  const std::string_view plane_word = plane == plane_ ? std::string_view() : planes_[plane];
+  motion_block(v, fit.sweep > 0.0 ? arc_ccw_ : arc_cw_, plane_word, tail, length, 0.0, feed);
+  plane_ = plane;
+  ++arcs_;
+  for (int k = 0; k < 6; ++k) last_axes_[k] = last.axes[k];
+  for (int k = 0; k < 3; ++k) last_tip_[k] = last.tip[k];
+  return true;
+}
+
 double GcodeWriter::distance3(const double a[6], const double b[6]) {
   double d = 0.0;
   for (int k = 0; k < 3; ++k) d += (a[k] - b[k]) * (a[k] - b[k]);
@@ -404,14 +593,27 @@ void GcodeWriter::rapid_words(const double v[6], int from, int to) {
 
 bool GcodeWriter::motion_block(const double v[6], bool rapid, double length, double turn,
                                double feed) {
+  return motion_block(v, rapid ? rapid_ : linear_, {}, {}, length, turn, feed);
+}
+
+bool GcodeWriter::motion_block(const double v[6], const std::string& motion,
+                               std::string_view plane, std::string_view tail, double length,
+                               double turn, double feed) {
   std::size_t end = changed_words(v, 0, 6);
-  if (end == lead_room_) return false;
-  const std::string& motion = rapid ? rapid_ : linear_;
+  if (end == lead_room_ && tail.empty()) return false;
+  std::memcpy(&line_[end], tail.data(), tail.size());
+  end += tail.size();
+  const bool rapid = &motion == &rapid_;
   std::size_t start = lead_room_;
-  if (last_motion_ != &motion && *last_motion_ != motion)
+  // An arc names its motion every time: its centre words mean nothing without it.
+  if (!tail.empty() || (last_motion_ != &motion && *last_motion_ != motion))
     put_before(&start, motion);
   else
     ++start;  // the motion is modal: the block starts with its first word
+  if (!plane.empty()) {
+    put_before(&start, " ");
+    put_before(&start, plane);
+  }
   if (!rapid) {
     const int mode = opt_.feed == FeedMode::inverse_time ? 0 : 1;
     char f[kFeedRoom];
@@ -445,6 +647,7 @@ bool GcodeWriter::motion_block(const double v[6], bool rapid, double length, dou
 }
 
 void GcodeWriter::end() {
+  write_held();
   flush_events(0, true);
   if (tcp_on_) block(dialect_.get("tcp_off"));
   // Stopped at the end whatever the toolpath did, but not twice in a row.

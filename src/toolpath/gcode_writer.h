@@ -44,6 +44,10 @@ struct GcodeOptions {
   bool retract = false;          // false: the machine has no Z limit to retract to
   double default_feed = 1000.0;  // when the toolpath gives none, length unit per minute
   double approach_clearance = 5.0;  // above a first position that is a cut, in Z, at rapid
+  // Chords of a circular move joined again into one G2/G3 block where the rotary axes stand
+  // still and the written coordinates go round a circle (or a helix) about X, Y or Z.
+  bool arcs = true;
+  double arc_tolerance = 0.005;  // how far a chord's end may lie off the arc written for it
   bool has_axis[6] = {true, true, true, true, true, true};
   std::string header;            // comment lines of the header, one per line
 };
@@ -65,6 +69,7 @@ class GcodeWriter : public PositionSink {
   void end();
 
   long blocks() const { return blocks_; }
+  long arcs() const { return arcs_; }
   // Rapids that swing the rotary axes beyond retract_degrees with no height to retract to.
   long unretracted_swings() const { return unretracted_swings_; }
   // Whether the toolpath started the spindle anywhere.
@@ -79,6 +84,7 @@ class GcodeWriter : public PositionSink {
   void comment(const std::string& text);
   // The axis word for value ("X12.3400"), in a buffer the next call reuses.
   std::string_view word(int axis, double value);
+  std::string_view number_word(const std::string& letter, int decimals, double value);
   // Whether w differs from the word last written for axis k; it becomes that word.
   bool changed(int k, std::string_view w);
   // The words of axes from..to-1 that changed, each after a blank, after the room line_ keeps
@@ -91,7 +97,18 @@ class GcodeWriter : public PositionSink {
   // A G0 or G1 block to v with the words that changed, a G1 with its feed: the tip's path of
   // length at feed, the rotary axes turning turn degrees. False when no word changed.
   bool motion_block(const double v[6], bool rapid, double length, double turn, double feed);
+  // The same with any motion word; tail (the arc's centre words) goes before the feed, and a
+  // block with a tail is written even when no axis word changed (a whole circle).
+  bool motion_block(const double v[6], const std::string& motion, std::string_view plane,
+                    std::string_view tail, double length, double turn, double feed);
   static double distance3(const double a[6], const double b[6]);
+  // The position as it comes, in its own blocks.
+  void write_position(const PlannedPosition& p);
+  // The chords held back: one arc block when they make one, else each in its own blocks.
+  void write_held();
+  bool write_arc();
+  // Whether value's word for axis k is the one last written.
+  bool same_word(int k, double value);
 
   OutBuffer* out_;
   Dialect dialect_;
@@ -99,6 +116,12 @@ class GcodeWriter : public PositionSink {
   // The words every block needs, looked up once; and buffers each block reuses, made as long
   // as their text can be, so that a block costs no allocation and no string operation.
   std::string letter_[6], rapid_, linear_, inverse_time_, per_minute_;
+  // The arc words: clockwise and counter-clockwise, the planes about Z, Y and X, the centre's
+  // letters along X, Y and Z.
+  std::string arc_cw_, arc_ccw_, planes_[3], centre_letter_[3];
+  int plane_ = 0;                   // the plane in force: 0 XY, 1 ZX, 2 YZ
+  std::vector<PlannedPosition> held_;  // chords of a circular move, until it ends
+  long arcs_ = 0;
   std::size_t word_room_ = 0;       // the longest axis word: a letter and a number
   std::size_t lead_room_ = 0;       // the longest feed mode and motion words, and a blank
   std::vector<char> word_;          // the word being made

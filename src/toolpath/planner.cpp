@@ -807,6 +807,7 @@ void Planner::deliver(const Held& h, const double pos[6], const double tip[3],
   p.index = h.move.index;
   p.inserted = inserted;
   p.rapid = h.move.rapid;
+  p.arc = inserted ? ArcPart::none : h.move.arc;
   p.feed = h.move.feed;
   p.solver_code = solver_code;
   p.unwind = leave_enter != nullptr;

@@ -8,6 +8,10 @@
 
 namespace k5x {
 
+// Where a move lies in a circular move that a reader handed over as chords: the first chord,
+// or a later one of the same circle.
+enum class ArcPart : unsigned char { none, first, rest };
+
 // One programmed move as a reader hands it over: the tool tip and the tool axis in the
 // workpiece frame of the machine file, in the machine file's length unit.
 struct ProgrammedMove {
@@ -16,6 +20,7 @@ struct ProgrammedMove {
   long line = 0;                     // source line, for messages and for the output rows
   long index = 0;                    // 0-based position in the run's sequence of moves
   bool rapid = false;                // positioning move (G0), not cutting
+  ArcPart arc = ArcPart::none;       // a chord of a circular move, which a writer may join again
   int tool = 0;                      // the tool loaded for it (LOAD/TOOL, LOADTL); 0 none said
   double feed = 0.0;                 // programmed feed, length unit per minute; <= 0 none given
 };
@@ -29,6 +34,7 @@ struct PlannedPosition {
   long index = 0;                    // index of that move; inserted positions lead up to it
   bool inserted = false;             // added by linearisation, not a programmed move
   bool rapid = false;                // the move's: a positioning move
+  ArcPart arc = ArcPart::none;       // the move's, on its own position (none on inserted ones)
   double feed = 0.0;                 // the move's programmed feed; <= 0 none
   bool reachable = true;             // false: no solution, axes are meaningless
   // Reached by a swing the travel limits force in a cut: no straight motion of the axes keeps

@@ -195,7 +195,7 @@ for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
       --retract-z 200 -o "$T/i.nc"
     has "$T/err" "out-of-travel positions +0$" "largest deviation left +0\.0[0-4][0-9]* \(tip" \
       "records not acted on .*PAINT [0-9]+" "APT moves .*inches, converted to mm"
-    has "$T/i.nc" "^%$" "^G21 G90 G17$" "^G54$" "^G93 G1 " "^M30$"
+    has "$T/i.nc" "^%$" "^G21 G90 G17$" "^G54$" "^G93 G[123] " "^M30$"
     # From wherever the machine stands: up, the rotary axes, over the point, down.
     grep -m3 -E "^G0 " "$T/i.nc" | sed 's/[-.0-9]*//g' | tr '\n' ' ' | grep -Eq '^G Z G [ABC ]+ G X Y $'
     verdict "$m $f: the first position is not reached from the retract height" $?
@@ -273,6 +273,23 @@ for o in "" "--tool-length 2=150"; do
 done
 cmp -s "$T/tcp.nc" "$T/tcp1.nc"
 verdict "post --tcp: the program depends on --tool-length" $?
+# Circular moves are G2/G3 blocks where they can be (the unit tests check their geometry); with
+# --arcs off, or a dialect without arc words, chords. The rest of the program is the same, but
+# for the G1 that follows an arc.
+run 0 "post APT with arcs" "$K5X" post --machine HeadTable "$p2" --output gcode
+has "$T/out" "^G2 X-?[0-9.]+ Y-?[0-9.]+ I-?[0-9.]+ J-?[0-9.]+ F[0-9.]+$"
+has "$T/err" "G-code blocks +[0-9]+ \([0-9]+ arcs\)$"
+grep -v '^(date\|^(k5x post ' "$T/out" | grep -Ev '^(G93 )?G[23] ' | sed 's/^G1 //' >"$T/arcs.nc"
+printf 'arc_cw =\n' >"$T/noarc.dialect"
+for o in "--arcs off" "--dialect $T/noarc.dialect"; do
+  run 0 "post APT $o" "$K5X" post --machine HeadTable "$p2" --output gcode $o
+  ! grep -Eq '^(G93 )?G[23] ' "$T/out"
+  verdict "post $o: an arc is written" $?
+  # Without the arcs' own blocks, what is left of the program with arcs is in this one in order.
+  grep -v '^(date\|^(k5x post ' "$T/out" | sed 's/^G1 //' | diff - "$T/arcs.nc" | grep -q '^>'
+  verdict "post $o: blocks outside the arcs differ" $((1 - $?))
+done
+run 2 "post --arcs sideways" "$K5X" post "$p2" --output gcode --arcs sideways
 # Lengths go the file's way: DemoHead points its tool from the spindle to the tip.
 run 0 "post --tool-length of the wrong sign" "$K5X" post "$p2" --tool-length 150 -o /dev/null
 has "$T/err" "warning: --tool-length 150 puts the tool tip on the spindle's side.*negative$"

@@ -87,7 +87,10 @@ with open(d + "/path.apt", "wb") as f:
         elif r < 0.92:
             text = random.choice([b"FEDRAT/ 1200", b"SPINDL/ 9000, CLW", b"COOLNT/ ON",
                                   b"MULTAX/ OFF", b"MULTAX/ ON", b"LOADTL/ 2", b"LOAD/TOOL,1",
-                                  b"INSERT/ M01", b"PARTNO a part"])
+                                  b"INSERT/ M01", b"PARTNO a part", b"CIRCLE/0,0,0,0,0,1,50",
+                                  b"CIRCLE/10,0,0,0,1,0,30,TIMES,2", b"CIRCLE/0,0,0,1,0,0,0.1",
+                                  b"CIRCLE/0,0,0,0.6,0,0.8,1e300", b"CIRCLE/0,0,0,0,0,0,5",
+                                  b"GOTO/50,0,0,0,0,1\nCIRCLE/0,0,0,0,0,1,50\nGOTO/0,50,0"])
         else:
             text = random.choice([b"GOTO/1,2", b"GOTO/1,x,3", b"GOTO/1,2,3,0,0,0",
                                   b"GOTO/1e999,0,0", b"GOTO/1,2,3,4", b"GOTO/1,2,3\0x"])

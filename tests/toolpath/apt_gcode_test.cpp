@@ -334,6 +334,133 @@ TEST(GcodeWriter, UnwindsBackOutAndComeInAlongTheToolAxis) {
   EXPECT_EQ(unwinds, 1) << program;
 }
 
+// The arc blocks of a program put back through the machine: each goes from where the last block
+// left the tool to the end of a circular move of the toolpath, and its points, 17 along it, lie
+// on that move's chords at the same share of their length (the way round, the centre, the plane
+// and a helix's rise all show there). Returns the planes of the arcs in order.
+std::vector<int> check_arcs(k5x::State& st, const std::vector<k5x::ProgrammedMove>& moves,
+                            const std::string& program, double tolerance) {
+  std::vector<int> planes;
+  std::istringstream in(program);
+  double at[6] = {0, 0, 0, 0, 0, 0};
+  int plane = 17;
+  std::size_t next = 1;  // the move after the last circular move matched
+  for (std::string line; std::getline(in, line);) {
+    if (line.empty() || line[0] == '(' || line[0] == '%') continue;
+    std::istringstream words(line);
+    double to[6], centre[3] = {0, 0, 0};
+    std::memcpy(to, at, sizeof to);
+    int arc = 0;
+    for (std::string w; words >> w;) {
+      if (w == "G17" || w == "G18" || w == "G19") plane = std::atoi(w.c_str() + 1);
+      if (w == "G2" || w == "G3") arc = w == "G2" ? -1 : 1;
+      if (const char* axis = std::strchr("XYZABC", w[0])) to[axis - "XYZABC"] = std::atof(&w[1]);
+      if (const char* axis = std::strchr("IJK", w[0])) centre[axis - "IJK"] = std::atof(&w[1]);
+    }
+    if (arc != 0) {
+      SCOPED_TRACE(line);
+      planes.push_back(plane);
+      double start[3], end[3];
+      k5x::tip_at(st, at, at + 3, start);
+      k5x::tip_at(st, to, to + 3, end);
+      auto near = [](const double* a, const double* b, double d) {
+        return std::hypot(std::hypot(a[0] - b[0], a[1] - b[1]), a[2] - b[2]) <= d;
+      };
+      // The circular move: its first chord starts where the arc does, its last ends where it does.
+      std::size_t first = next;
+      for (; first < moves.size(); ++first) {
+        if (moves[first].arc != k5x::ArcPart::first || !near(moves[first - 1].point, start, 1e-3))
+          continue;
+        std::size_t last = first;
+        while (last + 1 < moves.size() && moves[last + 1].arc == k5x::ArcPart::rest) ++last;
+        if (near(moves[last].point, end, 1e-3)) break;
+      }
+      EXPECT_LT(first, moves.size()) << "no circular move from there to there";
+      if (first >= moves.size()) continue;
+      std::vector<const double*> chain = {moves[first - 1].point};
+      for (next = first; next < moves.size(); ++next) {
+        if (next > first && moves[next].arc != k5x::ArcPart::rest) break;
+        chain.push_back(moves[next].point);
+      }
+      std::vector<double> along = {0.0};
+      for (std::size_t i = 1; i < chain.size(); ++i)
+        along.push_back(along.back() + std::hypot(std::hypot(chain[i][0] - chain[i - 1][0],
+                                                             chain[i][1] - chain[i - 1][1]),
+                                                  chain[i][2] - chain[i - 1][2]));
+      // The plane's axes, turning from the first towards the second about the third.
+      const int u = plane == 17 ? 0 : plane == 18 ? 2 : 1;
+      const int v = plane == 17 ? 1 : plane == 18 ? 0 : 2, n = 3 - u - v;
+      for (int k = 0; k < 3; ++k) centre[k] += at[k];
+      const double r = std::hypot(at[u] - centre[u], at[v] - centre[v]);
+      const double a0 = std::atan2(at[v] - centre[v], at[u] - centre[u]);
+      double turn = std::atan2(to[v] - centre[v], to[u] - centre[u]) - a0;
+      while (arc * turn <= 1e-9) turn += arc * 2.0 * 3.141592653589793;
+      for (int i = 0; i <= 16; ++i) {
+        double x[6], tip[3], want[3];
+        std::memcpy(x, to, sizeof x);
+        x[u] = centre[u] + r * std::cos(a0 + turn * i / 16.0);
+        x[v] = centre[v] + r * std::sin(a0 + turn * i / 16.0);
+        x[n] = at[n] + (to[n] - at[n]) * i / 16.0;
+        k5x::tip_at(st, x, x + 3, tip);
+        const double share = along.back() * i / 16.0;
+        std::size_t j = 1;
+        while (j + 1 < chain.size() && along[j] < share) ++j;
+        const double t = (share - along[j - 1]) / std::fmax(along[j] - along[j - 1], 1e-300);
+        for (int k = 0; k < 3; ++k) want[k] = chain[j - 1][k] + (chain[j][k] - chain[j - 1][k]) * t;
+        EXPECT_TRUE(near(tip, want, tolerance)) << i << ": " << tip[0] << " " << tip[1] << " "
+                                                << tip[2] << " against " << want[0] << " "
+                                                << want[1] << " " << want[2];
+      }
+    }
+    std::memcpy(at, to, sizeof at);
+  }
+  return planes;
+}
+
+// Circles about Z both ways, a helix, circles about Y and X, one about a tilted axis with the
+// tool vertical (no plane of the machine: chords), the same circle with the tool along its axis
+// (the table tilts it into XY) and a whole turn of it; then the shared CAM file's circular moves
+// on two machines.
+TEST(GcodeWriter, CircularMovesAreArcsThatKeepTheToolOnTheirChords) {
+  const Read r = read_apt(
+      "UNITS/MM\nFEDRAT/MMPM,600\nGOTO/10,0,0,0,0,1\n"
+      "CIRCLE/0,0,0,0,0,1,10\nGOTO/0,10,0\n"
+      "CIRCLE/0,0,0,0,0,-1,10\nGOTO/10,0,0\n"
+      "CIRCLE/0,0,0,0,0,1,10\nGOTO/-10,0,5\n"
+      "CIRCLE/0,0,5,0,1,0,10\nGOTO/0,0,15\n"
+      "CIRCLE/0,-10,15,1,0,0,10\nGOTO/0,-10,25\n"
+      "CIRCLE/0,-20,25,0.6,0,0.8,10\nGOTO/-8,-20,31\n"
+      "GOTO/-8,-20,31,0.6,0,0.8\n"
+      "CIRCLE/0,-20,25,0.6,0,0.8,10\nGOTO/0,-30,25\n"
+      "CIRCLE/0,-20,25,0.6,0,0.8,10\nGOTO/0,-30,25\n");
+  ASSERT_TRUE(r.errors.empty());
+  k5x::State st;
+  ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text("Trunnion")), 0);
+  st.silent = 1;
+  const k5x::PlanOptions options;
+  const std::string program = post_to_gcode(st, r.moves, options, k5x::GcodeOptions());
+  // 0.01 the chords' own tolerance, and as much again for the arc's within their ends.
+  EXPECT_EQ(check_arcs(st, r.moves, program, 0.02), std::vector<int>({17, 17, 17, 18, 19, 17, 17}))
+      << program;
+  k5x::GcodeOptions chords;
+  chords.arcs = false;
+  const std::string lines = post_to_gcode(st, r.moves, options, chords);
+  EXPECT_EQ(lines.find("G2 "), std::string::npos) << lines;
+  EXPECT_EQ(lines.find("G3 "), std::string::npos);
+
+  k5x::AptOptions inches;
+  inches.units = k5x::AptUnits::inches;
+  const Read cam = read_apt(slurp(std::string(kShared) + "mech491_APT_Project2.txt"), inches);
+  for (const char* machine : {"DemoHead", "Trunnion"}) {
+    SCOPED_TRACE(machine);
+    ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text(machine)), 0);
+    st.silent = 1;
+    const std::vector<int> planes =
+        check_arcs(st, cam.moves, post_to_gcode(st, cam.moves, options, k5x::GcodeOptions()), 0.02);
+    EXPECT_GT(planes.size(), 100u);
+  }
+}
+
 // The dialect files shipped for users to start from are the ones compiled in.
 TEST(Dialects, ShippedFilesAreTheCompiledOnes) {
   for (const char* name : {"iso", "rs274ngc"}) {
