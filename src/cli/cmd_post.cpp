@@ -164,8 +164,9 @@ const char kPostHelp[] =
     "A summary goes to standard error: moves read, positions written and inserted,\n"
     "unreachable moves, out-of-travel positions per axis, rotary swings over 45 degrees\n"
     "in cuts and the unwinds among them (the first ones with their lines), the range of\n"
-    "each rotary axis, the largest deviation left between positions, the elapsed time and\n"
-    "the moves per second.\n"
+    "each rotary axis, the largest deviation left between positions (with --subdivide,\n"
+    "and in a G-code program without --tcp, where one beyond tolerance is warned of), the\n"
+    "elapsed time and the moves per second.\n"
     "\n"
     "Exit status: 0 done; 1 the machine, toolpath or output cannot be read or written;\n"
     "2 bad arguments, or a malformed line (reported as FILE:LINE: reason) without\n"
@@ -909,6 +910,9 @@ int run_post(const PostArgs& a) {
   }
   ProgramSink sink(to_gcode ? static_cast<k5x::PositionSink*>(gcode.get()) : &csv, plot.get(),
                    st);
+  // A program for a controller that moves the axes linearly: how far the tool leaves each cut
+  // between positions is what its user needs to know.
+  options.measure_deviation = gcode && !a.tcp && a.linearise == k5x::Linearise::none;
   k5x::Planner planner(st, options, &sink);
   if (gcode)
     gcode->begin();
@@ -1087,6 +1091,28 @@ int run_post(const PostArgs& a) {
                  "would turn the tool axis more than %g degrees; --increment-tolerance, 0 "
                  "always snaps)\n",
                  sink.off_steps(), k5x::get_increment_tolerance(st));
+  const k5x::PlanStats& s = planner.stats();
+  if (options.measure_deviation) {
+    // Only what is beyond its tolerance is named.
+    std::string beyond;
+    char part[160];
+    if (s.max_tip_deviation > options.tolerance) {
+      std::snprintf(part, sizeof part, "the tip by up to %.6g (line %ld; tolerance %g)",
+                    s.max_tip_deviation, s.max_tip_line, options.tolerance);
+      beyond = part;
+    }
+    if (s.max_axis_deviation > options.angle_tolerance) {
+      std::snprintf(part, sizeof part, "the axis by up to %.6g degrees (line %ld; tolerance %g)",
+                    s.max_axis_deviation, s.max_axis_line, options.angle_tolerance);
+      beyond += (beyond.empty() ? "" : ", ") + std::string(part);
+    }
+    if (!beyond.empty())
+      std::fprintf(stderr,
+                   "k5x post: warning: with the axes moving linearly between positions the tool "
+                   "leaves the programmed moves, %s: --subdivide keeps it within tolerance, or "
+                   "--tcp for a controller with tool-centre-point control\n",
+                   beyond.c_str());
+  }
   if (gcode && apt && planner.stats().moves > 0 && !gcode->spindle_started())
     std::fprintf(stderr,
                  "k5x post: warning: the toolpath starts no spindle (no SPINDL/ record): the "

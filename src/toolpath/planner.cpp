@@ -578,6 +578,12 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
       split(last_pos_, pos, last_tip_, h.move.point, last_axis_, h.move.axis, h, 0);
     else if (opt_.linearise == Linearise::formula)
       subdivide_formula(h, pos);
+    else if (opt_.measure_deviation) {
+      double tip_dev, axis_dev;
+      deviation(last_pos_, pos, last_tip_, h.move.point, last_axis_, h.move.axis, &tip_dev,
+                &axis_dev);
+      record_deviation(tip_dev, axis_dev, h.move.line);
+    }
   }
   if (unwind) {
     ++stats_.unwinds;

@@ -64,6 +64,9 @@ struct PlanOptions {
   // Input axes in the CAM sense (tip towards spindle); false: in the machine file's sense.
   bool cam_axis = true;
   Linearise linearise = Linearise::none;
+  // Without linearisation, how far the tool leaves each cut between positions is still measured
+  // (PlanStats' largest deviations), at the cost of a forward evaluation or more per cut.
+  bool measure_deviation = false;
   double tolerance = 0.05;        // tool tip, machine length unit
   double angle_tolerance = 0.5;   // tool axis, degrees
   bool wrap_modulo = false;       // unlimited rotary axes written in [0, 360)
@@ -106,7 +109,7 @@ struct PlanStats {
   std::vector<Swing> first_unwinds;
   long singular_spread = 0;        // places near the singular direction where a swing was spread
   double max_tip_deviation = 0.0;  // largest left between consecutive positions (checked only
-  double max_axis_deviation = 0.0; // when linearising within tolerance)
+  double max_axis_deviation = 0.0; // when linearising within tolerance or measure_deviation)
   long max_tip_line = 0, max_axis_line = 0;
   long clamped = 0;                // formula subdivisions cut at 500 steps
   long subdivide_failed = 0;
