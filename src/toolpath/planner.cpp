@@ -578,7 +578,8 @@ void Planner::emit(const Held& h, const double chosen[3], int solver_code) {
       split(last_pos_, pos, last_tip_, h.move.point, last_axis_, h.move.axis, h, 0);
     else if (opt_.linearise == Linearise::formula)
       subdivide_formula(h, pos);
-    else if (opt_.measure_deviation) {
+    else if (opt_.measure_deviation && !same_bits(last_pos_ + 3, pos + 3, 3)) {
+      // With the rotary axes still the tool moves straight along the move: nothing to measure.
       double tip_dev, axis_dev;
       deviation(last_pos_, pos, last_tip_, h.move.point, last_axis_, h.move.axis, &tip_dev,
                 &axis_dev);
