@@ -395,6 +395,14 @@ void GcodeWriter::write_event(const AptEvent& e) {
 void GcodeWriter::position(const PlannedPosition& p) {
   if (opt_.arcs) {
     if (p.arc == ArcPart::rest && !held_.empty()) {
+      // Far more chords than any circle needs (the turns of a helix, a tiny tolerance): they
+      // are written as they come rather than held.
+      if (held_.size() >= kMostChordsHeld) {
+        for (const PlannedPosition& h : held_) write_position(h);
+        held_.clear();
+        write_position(p);
+        return;
+      }
       held_.push_back(p);
       return;
     }

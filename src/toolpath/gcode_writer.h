@@ -55,6 +55,7 @@ struct GcodeOptions {
 class GcodeWriter : public PositionSink {
  public:
   static constexpr std::size_t kFeedRoom = 400;  // an F word: a letter and a number
+  static constexpr std::size_t kMostChordsHeld = 10000;  // of one circular move, for one arc
 
   GcodeWriter(OutBuffer* out, const Dialect& dialect, const GcodeOptions& options);
   // It points into itself (the motion last written).
