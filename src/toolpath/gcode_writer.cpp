@@ -107,11 +107,13 @@ bool parse_into(const std::string& text, Dialect* out, std::string* error) {
 // towards the second counter-clockwise seen from the third, which is its normal.
 constexpr int kPlaneAxes[3][3] = {{0, 1, 2}, {2, 0, 1}, {1, 2, 0}};
 
-// The circle (or helix about the plane's normal) the points go round, in one sense and by less
-// than half a turn from point to point, each within tolerance of it. Its centre is put where the
+// The circle (or helix about the plane's normal) the points go round, in one sense, by less
+// than half a turn from point to point and at most one in all, each within tolerance of it. Its centre is put where the
 // first and last points are equally far from it, as a controller checks.
-bool fit_arc(const std::vector<std::array<double, 3>>& p, const double start[3], int plane,
-             double tolerance, ArcFit* fit) {
+enum class Fit { arc, none, beyond_a_turn };
+
+Fit fit_arc(const std::vector<std::array<double, 3>>& p, const double start[3], int plane,
+            double tolerance, ArcFit* fit) {
   const int u = kPlaneAxes[plane][0], v = kPlaneAxes[plane][1], n = kPlaneAxes[plane][2];
   const std::size_t last = p.size() - 1;
   // The centre through three points well apart (a third of the way round each), from the first
@@ -122,7 +124,7 @@ bool fit_arc(const std::vector<std::array<double, 3>>& p, const double start[3],
   const double cx = p[i2][u] - start[u], cy = p[i2][v] - start[v];
   const double b2 = bx * bx + by * by, c2 = cx * cx + cy * cy;
   const double d = 2.0 * (bx * cy - by * cx);
-  if (!(std::fabs(d) > 1e-9 * (b2 + c2))) return false;
+  if (!(std::fabs(d) > 1e-9 * (b2 + c2))) return Fit::none;
   double ox = (cy * b2 - by * c2) / d + start[u] - p[0][u];
   double oy = (bx * c2 - cx * b2) / d + start[v] - p[0][v];
   // Onto the perpendicular bisector of the first and last points, unless they meet.
@@ -135,12 +137,12 @@ bool fit_arc(const std::vector<std::array<double, 3>>& p, const double start[3],
   }
   const double r = std::hypot(ox, oy);
   const double cu = p[0][u] + ox, cv = p[0][v] + oy;
-  if (!(r > tolerance)) return false;
+  if (!(r > tolerance)) return Fit::none;
   std::vector<double> turned(p.size(), 0.0);
   double sweep = 0.0, before = std::atan2(p[0][v] - cv, p[0][u] - cu);
   for (std::size_t i = 1; i <= last; ++i) {
     const double du = p[i][u] - cu, dv = p[i][v] - cv;
-    if (!(std::fabs(std::hypot(du, dv) - r) <= tolerance)) return false;
+    if (!(std::fabs(std::hypot(du, dv) - r) <= tolerance)) return Fit::none;
     const double at = std::atan2(dv, du);
     double step = at - before;
     if (step > kPi) step -= 2.0 * kPi;
@@ -148,20 +150,20 @@ bool fit_arc(const std::vector<std::array<double, 3>>& p, const double start[3],
     before = at;
     if (!(std::fabs(step) > 1e-9 && std::fabs(step) < kPi - 1e-6) ||
         (i > 1 && (step > 0.0) != (sweep > 0.0)))
-      return false;
+      return Fit::none;
     sweep += step;
     turned[i] = sweep;
   }
-  if (std::fabs(sweep) > 2.0 * kPi + 1e-9) return false;
+  if (std::fabs(sweep) > 2.0 * kPi + 1e-9) return Fit::beyond_a_turn;
   const double rise = p[last][n] - p[0][n];
   for (std::size_t i = 1; i <= last; ++i)
-    if (!(std::fabs(p[i][n] - p[0][n] - rise * turned[i] / sweep) <= tolerance)) return false;
+    if (!(std::fabs(p[i][n] - p[0][n] - rise * turned[i] / sweep) <= tolerance)) return Fit::none;
   fit->offset[0] = ox;
   fit->offset[1] = oy;
   fit->radius = r;
   fit->sweep = sweep;
   fit->rise = rise;
-  return true;
+  return Fit::arc;
 }
 
 }  // namespace
@@ -507,9 +509,21 @@ void GcodeWriter::write_position(const PlannedPosition& p) {
 
 void GcodeWriter::write_held() {
   if (held_.empty()) return;
-  if (!write_arc())
-    for (const PlannedPosition& h : held_) write_position(h);
+  write_chords(0, held_.size());
   held_.clear();
+}
+
+void GcodeWriter::write_chords(std::size_t begin, std::size_t end) {
+  const int written = write_arc(begin, end);
+  if (written == 1) return;
+  // The turns of a helix: an arc each, or less.
+  if (written == 2 && end - begin >= 4) {
+    const std::size_t middle = begin + (end - begin) / 2;
+    write_chords(begin, middle);
+    write_chords(middle, end);
+    return;
+  }
+  for (std::size_t i = begin; i < end; ++i) write_position(held_[i]);
 }
 
 bool GcodeWriter::same_word(int k, double value) {
@@ -521,42 +535,48 @@ bool GcodeWriter::same_word(int k, double value) {
   return last_size_[k] == w.size() && std::memcmp(last, w.data(), w.size()) == 0;
 }
 
-bool GcodeWriter::write_arc() {
-  const PlannedPosition& first = held_.front();
-  if (!have_last_ || held_.size() < 2) return false;
-  for (const PlannedPosition& h : held_) {
+int GcodeWriter::write_arc(std::size_t begin, std::size_t end) {
+  const PlannedPosition& first = held_[begin];
+  const PlannedPosition& last = held_[end - 1];
+  const std::size_t count = end - begin;
+  if (!have_last_ || count < 2) return 0;
+  for (std::size_t i = begin; i < end; ++i) {
+    const PlannedPosition& h = held_[i];
     if (!h.reachable || h.rapid || h.inserted || h.unwind || h.travel_code != 0 ||
         !(h.feed == first.feed))
-      return false;
+      return 0;
     for (int k = 3; k < 6; ++k)
-      if (opt_.has_axis[k] && !same_word(k, h.axes[k])) return false;
+      if (opt_.has_axis[k] && !same_word(k, h.axes[k])) return 0;
   }
   flush_events(first.index, false);
   // Nothing may come between the chords, and the tool-centre-point mode must already be on.
-  if (pending_next_ < pending_.size() && pending_[pending_next_].before <= held_.back().index)
-    return false;
-  if (opt_.tcp && !tcp_on_) return false;
+  if (pending_next_ < pending_.size() && pending_[pending_next_].before <= last.index)
+    return 0;
+  if (opt_.tcp && !tcp_on_) return 0;
   // Where the controller stands as written, the chords' ends as placed and the last as written.
-  std::vector<std::array<double, 3>> points(held_.size() + 1);
+  std::vector<std::array<double, 3>> points(count + 1);
   const double* start = opt_.tcp ? last_tip_ : last_axes_;
   for (int k = 0; k < 3; ++k) {
     const std::size_t letter = letter_[k].size();
     const std::string written(&last_words_[static_cast<std::size_t>(k) * word_room_] + letter,
                               last_size_[k] > letter ? last_size_[k] - letter : 0);
     points[0][k] = std::strtod(written.c_str(), nullptr);
-    for (std::size_t i = 0; i < held_.size(); ++i)
-      points[i + 1][k] = opt_.tcp ? held_[i].tip[k] : held_[i].axes[k];
+    for (std::size_t i = 0; i < count; ++i)
+      points[i + 1][k] = opt_.tcp ? held_[begin + i].tip[k] : held_[begin + i].axes[k];
     const std::string_view w = word(k, points.back()[k]);
     points.back()[k] = std::strtod(std::string(w.substr(letter)).c_str(), nullptr);
   }
   ArcFit fit;
   int plane = 0;
+  bool beyond_a_turn = false;
   auto fits = [&](int q) {
-    return opt_.has_axis[kPlaneAxes[q][0]] && opt_.has_axis[kPlaneAxes[q][1]] &&
-           fit_arc(points, start, q, opt_.arc_tolerance, &fit);
+    if (!opt_.has_axis[kPlaneAxes[q][0]] || !opt_.has_axis[kPlaneAxes[q][1]]) return false;
+    const Fit f = fit_arc(points, start, q, opt_.arc_tolerance, &fit);
+    beyond_a_turn = beyond_a_turn || f == Fit::beyond_a_turn;
+    return f == Fit::arc;
   };
   while (plane < 3 && !fits(plane)) ++plane;
-  if (plane == 3) return false;
+  if (plane == 3) return beyond_a_turn ? 2 : 0;
   std::string tail;
   // The centre words in the order of their axes: I before K in the ZX plane.
   for (int j = 0; j < 2; ++j) {
@@ -568,7 +588,6 @@ bool GcodeWriter::write_arc() {
     have_value_[k] = false;
     last_size_[k] = 0;
   }
-  const PlannedPosition& last = held_.back();
   double v[6];
   for (int k = 0; k < 6; ++k) v[k] = last.axes[k];
   if (opt_.tcp)
@@ -581,7 +600,7 @@ bool GcodeWriter::write_arc() {
   ++arcs_;
   for (int k = 0; k < 6; ++k) last_axes_[k] = last.axes[k];
   for (int k = 0; k < 3; ++k) last_tip_[k] = last.tip[k];
-  return true;
+  return 1;
 }
 
 double GcodeWriter::distance3(const double a[6], const double b[6]) {

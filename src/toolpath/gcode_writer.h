@@ -107,7 +107,9 @@ class GcodeWriter : public PositionSink {
   void write_position(const PlannedPosition& p);
   // The chords held back: one arc block when they make one, else each in its own blocks.
   void write_held();
-  bool write_arc();
+  void write_chords(std::size_t begin, std::size_t end);
+  // held_[begin, end) as one arc block: 1 written, 0 not an arc, 2 one but of more than a turn.
+  int write_arc(std::size_t begin, std::size_t end);
   // Whether value's word for axis k is the one last written.
   bool same_word(int k, double value);
 
