@@ -108,8 +108,8 @@ bool parse_into(const std::string& text, Dialect* out, std::string* error) {
 constexpr int kPlaneAxes[3][3] = {{0, 1, 2}, {2, 0, 1}, {1, 2, 0}};
 
 // The circle (or helix about the plane's normal) the points go round, in one sense, by less
-// than half a turn from point to point and at most one in all, each within tolerance of it. Its centre is put where the
-// first and last points are equally far from it, as a controller checks.
+// than half a turn from point to point and at most one in all, each within tolerance of it. Its
+// centre is put where the first and last points are equally far from it, as a controller checks.
 enum class Fit { arc, none, beyond_a_turn };
 
 Fit fit_arc(const std::vector<std::array<double, 3>>& p, const double start[3], int plane,
