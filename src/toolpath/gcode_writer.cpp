@@ -116,21 +116,34 @@ Fit fit_arc(const std::vector<std::array<double, 3>>& p, const double start[3], 
             double tolerance, ArcFit* fit) {
   const int u = kPlaneAxes[plane][0], v = kPlaneAxes[plane][1], n = kPlaneAxes[plane][2];
   const std::size_t last = p.size() - 1;
-  // The centre through three points well apart (a third of the way round each), from the first
-  // as it was placed: the written ones are too coarse to put it within their own precision.
+  // The centre through the first point as it was placed (the written ones are too coarse to put
+  // it within their own precision) and two more: a third and two thirds of the way, or the next
+  // two where those fall a whole turn round onto the first.
+  double ox = 0.0, oy = 0.0, best = 0.0;
   const std::size_t i1 = std::max<std::size_t>(1, last / 3);
-  const std::size_t i2 = std::max(i1 + 1, 2 * last / 3);
-  const double bx = p[i1][u] - start[u], by = p[i1][v] - start[v];
-  const double cx = p[i2][u] - start[u], cy = p[i2][v] - start[v];
-  const double b2 = bx * bx + by * by, c2 = cx * cx + cy * cy;
-  const double d = 2.0 * (bx * cy - by * cx);
-  if (!(std::fabs(d) > 1e-9 * (b2 + c2))) return Fit::none;
-  double ox = (cy * b2 - by * c2) / d + start[u] - p[0][u];
-  double oy = (bx * c2 - cx * b2) / d + start[v] - p[0][v];
-  // Onto the perpendicular bisector of the first and last points, unless they meet.
+  const std::size_t pairs[2][2] = {{i1, std::max(i1 + 1, 2 * last / 3)}, {1, 2}};
+  for (const auto& pair : pairs) {
+    const double bx = p[pair[0]][u] - start[u], by = p[pair[0]][v] - start[v];
+    const double cx = p[pair[1]][u] - start[u], cy = p[pair[1]][v] - start[v];
+    const double b2 = bx * bx + by * by, c2 = cx * cx + cy * cy;
+    const double d = 2.0 * (bx * cy - by * cx);
+    const double quality = std::fabs(d) / (b2 + c2);
+    if (!(quality > best)) continue;
+    best = quality;
+    ox = (cy * b2 - by * c2) / d + start[u] - p[0][u];
+    oy = (bx * c2 - cx * b2) / d + start[v] - p[0][v];
+  }
+  if (!(best > 1e-9)) return Fit::none;
+  // Onto the perpendicular bisector of the first and last points, so that a controller finds
+  // them equally far from the centre; unless they are one point (a whole circle).
   const double ex = p[last][u] - p[0][u], ey = p[last][v] - p[0][v];
   const double e = std::hypot(ex, ey);
-  if (e > tolerance) {
+  if (e > 1e-9) {
+    // Round to an end this near the start, the bisector is too short a base to put the centre
+    // on: in two halves.
+    double reach = 0.0;
+    for (const auto& q : p) reach = std::fmax(reach, std::hypot(q[u] - p[0][u], q[v] - p[0][v]));
+    if (e < 0.25 * std::hypot(ox, oy) && reach > std::hypot(ox, oy)) return Fit::beyond_a_turn;
     const double wx = -ey / e, wy = ex / e, along = (ox - 0.5 * ex) * wx + (oy - 0.5 * ey) * wy;
     ox = 0.5 * ex + along * wx;
     oy = 0.5 * ey + along * wy;
@@ -650,7 +663,12 @@ bool GcodeWriter::motion_block(const double v[6], const std::string& motion,
     // happen at once.
     const double value =
         mode == 0 ? 1.0 / std::fmax(std::fmax(length / feed, turn / 3600.0), 1e-6) : feed;
-    const int decimals = mode == 0 ? 3 : 1;
+    // Three significant digits at least: an F of nothing is no feed (a move of hours).
+    int decimals = mode == 0 ? 3 : 1;
+    if (value > 0.0 && value < 1.0) {
+      const int digits = 2 - static_cast<int>(std::floor(std::log10(value)));
+      decimals = std::min(9, std::max(decimals, digits));
+    }
     const char* f_end = printf_fixed(f + 1, f + sizeof f, value, decimals);
     const std::size_t n = static_cast<std::size_t>(f_end - f);
     if (mode != last_feed_mode_) {

@@ -393,6 +393,7 @@ std::vector<int> check_arcs(k5x::State& st, const std::vector<k5x::ProgrammedMov
       const int v = plane == 17 ? 1 : plane == 18 ? 0 : 2, n = 3 - u - v;
       for (int k = 0; k < 3; ++k) centre[k] += at[k];
       const double r = std::hypot(at[u] - centre[u], at[v] - centre[v]);
+      EXPECT_NEAR(std::hypot(to[u] - centre[u], to[v] - centre[v]), r, 2e-4) << "end and start";
       const double a0 = std::atan2(at[v] - centre[v], at[u] - centre[u]);
       double turn = std::atan2(to[v] - centre[v], to[u] - centre[u]) - a0;
       while (arc * turn <= 1e-9) turn += arc * 2.0 * 3.141592653589793;
@@ -420,8 +421,8 @@ std::vector<int> check_arcs(k5x::State& st, const std::vector<k5x::ProgrammedMov
 
 // Circles about Z both ways, a helix, circles about Y and X, one about a tilted axis with the
 // tool vertical (no plane of the machine: chords), the same circle with the tool along its axis
-// (the table tilts it into XY), a whole turn of it and three turns of a helix; then the shared
-// CAM file's circular moves on two machines.
+// (the table tilts it into XY), a whole turn of it, helices of three turns and a circle all but
+// closed; then the shared CAM file's circular moves on two machines.
 TEST(GcodeWriter, CircularMovesAreArcsThatKeepTheToolOnTheirChords) {
   const Read r = read_apt(
       "UNITS/MM\nFEDRAT/MMPM,600\nGOTO/10,0,0,0,0,1\n"
@@ -434,7 +435,9 @@ TEST(GcodeWriter, CircularMovesAreArcsThatKeepTheToolOnTheirChords) {
       "GOTO/-8,-20,31,0.6,0,0.8\n"
       "CIRCLE/0,-20,25,0.6,0,0.8,10\nGOTO/0,-30,25\n"
       "CIRCLE/0,-20,25,0.6,0,0.8,10\nGOTO/0,-30,25\n"
-      "GOTO/0,-30,25,0,0,1\nCIRCLE/0,-20,0,0,0,-1,10,TIMES,3\nGOTO/0,-30,-6\n");
+      "GOTO/0,-30,25,0,0,1\nCIRCLE/0,-20,0,0,0,-1,10,TIMES,3\nGOTO/0,-30,-6\n"
+      "CIRCLE/0,-20,-6,0,0,1,10\nGOTO/-0.002,-29.998,-6\n"
+      "GOTO/11,0,-10\nCIRCLE/0,0,-10,0,0,1,11,TIMES,3\nGOTO/11,0,-13\n");
   ASSERT_TRUE(r.errors.empty());
   k5x::State st;
   ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text("Trunnion")), 0);
@@ -446,9 +449,11 @@ TEST(GcodeWriter, CircularMovesAreArcsThatKeepTheToolOnTheirChords) {
   EXPECT_EQ(std::vector<int>(planes.begin(), planes.begin() + 7),
             std::vector<int>({17, 17, 17, 18, 19, 17, 17}))
       << program;
-  // The three turns of a helix down: an arc block each, or less.
-  EXPECT_GE(planes.size(), 10u);
-  EXPECT_LE(planes.size(), 13u);
+  // Two helices of three turns, in 222 chords for one of them, so that a third of them make a
+  // whole turn: each turn an arc or less. A circle whose end falls just short of its start, a
+  // little inside it: in two halves, each with its ends equally far from its centre.
+  EXPECT_GE(planes.size(), 15u);
+  EXPECT_LE(planes.size(), 20u);
   k5x::GcodeOptions chords;
   chords.arcs = false;
   const std::string lines = post_to_gcode(st, r.moves, options, chords);
