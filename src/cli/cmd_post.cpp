@@ -123,10 +123,11 @@ const char kPostHelp[] =
     "                     G93 with F = 1 / minutes of each move (default) or G94\n"
     "  --tcp              write the tool tip in workpiece coordinates and the rotary\n"
     "                     angles, with the controller's tool-centre-point mode on\n"
-    "  --arcs on|off      on (default): a circular move of the toolpath (CIRCLE/) is one\n"
+    "  --arcs on|off      on (default): a circular move of the toolpath (CIRCLE/) is a\n"
     "                     G2/G3 block where the rotary axes stand still and it goes round\n"
     "                     X, Y or Z in the written coordinates (G17, G18, G19), a helix\n"
-    "                     too; elsewhere, and with off, its chords (within --tolerance)\n"
+    "                     too (of several turns: several blocks, each under a turn);\n"
+    "                     elsewhere, and with off, its chords (within --tolerance)\n"
     "  --line-numbers     number the blocks\n"
     "  --decimals N, --angle-decimals N\n"
     "                     decimals of lengths (default 4) and of angles (default 3)\n"
@@ -164,9 +165,10 @@ const char kPostHelp[] =
     "A summary goes to standard error: moves read, positions written and inserted,\n"
     "unreachable moves, out-of-travel positions per axis, rotary swings over 45 degrees\n"
     "in cuts and the unwinds among them (the first ones with their lines), the range of\n"
-    "each rotary axis, the largest deviation left between positions (with --subdivide,\n"
-    "and in a G-code program without --tcp, where one beyond tolerance is warned of), the\n"
-    "elapsed time and the moves per second.\n"
+    "each rotary axis, the largest deviation between positions (left by --subdivide, or\n"
+    "measured in a G-code program without it and without --tcp, where one beyond tolerance\n"
+    "is warned of; sampled at up to seven points a move, on the positions before they are\n"
+    "rounded), the elapsed time and the moves per second.\n"
     "\n"
     "Exit status: 0 done; 1 the machine, toolpath or output cannot be read or written;\n"
     "2 bad arguments, or a malformed line (reported as FILE:LINE: reason) without\n"
@@ -629,11 +631,26 @@ void print_summary(const char* machine, const char* source, const k5x::Planner& 
     if (s.has_range[i])
       std::fprintf(stderr, "  %s range                      %.6f .. %.6f degrees\n",
                    axis_letter(4 + i), s.range_min[i], s.range_max[i]);
-  if (s.max_tip_deviation > 0.0 || s.max_axis_deviation > 0.0)
-    std::fprintf(stderr,
-                 "  largest deviation left       %.6g (tip, line %ld), %.6g degrees (axis, line "
-                 "%ld)\n",
-                 s.max_tip_deviation, s.max_tip_line, s.max_axis_deviation, s.max_axis_line);
+  {
+    // Rounding leaves some 1e-15 where the tool keeps to the move: that is none.
+    std::string parts;
+    char part[96];
+    if (s.max_tip_deviation > 1e-9) {
+      std::snprintf(part, sizeof part, "%.6g mm (tip, line %ld)", s.max_tip_deviation,
+                    s.max_tip_line);
+      parts = part;
+    }
+    if (s.max_axis_deviation > 1e-9) {
+      std::snprintf(part, sizeof part, "%.6g degrees (axis, line %ld)", s.max_axis_deviation,
+                    s.max_axis_line);
+      parts += (parts.empty() ? "" : ", ") + std::string(part);
+    }
+    // Left by the subdivision, or measured on a program that has none.
+    const bool left = planner.options().linearise == k5x::Linearise::tolerance;
+    if (!parts.empty())
+      std::fprintf(stderr, "  %-29s%s\n", left ? "largest deviation left" : "largest deviation",
+                   parts.c_str());
+  }
   std::fprintf(stderr, "  largest increment deviation  %.6g degrees\n",
                k5x::largest_increment_deviation(st));
   if (off_steps > 0) std::fprintf(stderr, "  off the indexed steps        %ld\n", off_steps);
@@ -912,7 +929,7 @@ int run_post(const PostArgs& a) {
                    st);
   // A program for a controller that moves the axes linearly: how far the tool leaves each cut
   // between positions is what its user needs to know.
-  options.measure_deviation = gcode && !a.tcp && a.linearise == k5x::Linearise::none;
+  options.measure_deviation = gcode && !a.tcp && a.linearise != k5x::Linearise::tolerance;
   k5x::Planner planner(st, options, &sink);
   if (gcode)
     gcode->begin();
@@ -1097,20 +1114,23 @@ int run_post(const PostArgs& a) {
     std::string beyond;
     char part[160];
     if (s.max_tip_deviation > options.tolerance) {
-      std::snprintf(part, sizeof part, "the tip by up to %.6g (line %ld; tolerance %g)",
+      std::snprintf(part, sizeof part,
+                    "the tip by up to %.6g mm (toolpath line %ld; tolerance %g)",
                     s.max_tip_deviation, s.max_tip_line, options.tolerance);
       beyond = part;
     }
     if (s.max_axis_deviation > options.angle_tolerance) {
-      std::snprintf(part, sizeof part, "the axis by up to %.6g degrees (line %ld; tolerance %g)",
+      std::snprintf(part, sizeof part,
+                    "the axis by up to %.6g degrees (toolpath line %ld; tolerance %g)",
                     s.max_axis_deviation, s.max_axis_line, options.angle_tolerance);
       beyond += (beyond.empty() ? "" : ", ") + std::string(part);
     }
     if (!beyond.empty())
       std::fprintf(stderr,
-                   "k5x post: warning: with the axes moving linearly between positions the tool "
-                   "leaves the programmed moves, %s: --subdivide keeps it within tolerance, or "
-                   "--tcp for a controller with tool-centre-point control\n",
+                   "k5x post: warning: with the axes moving linearly between positions (as "
+                   "computed, before rounding to the decimals written) the tool leaves the "
+                   "programmed moves, %s: --subdivide keeps it within tolerance, or --tcp for a "
+                   "controller with tool-centre-point control\n",
                    beyond.c_str());
   }
   if (gcode && apt && planner.stats().moves > 0 && !gcode->spindle_started())

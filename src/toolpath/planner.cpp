@@ -786,12 +786,25 @@ void Planner::subdivide_formula(const Held& h, const double pos[6]) {
   }
   if (r == 7) ++stats_.clamped;
   // The table ends on the move itself, which is delivered from its own solution.
-  for (int k = 0; k + 1 < n; ++k) {
+  double before[6], tip_worst = 0.0, axis_worst = 0.0;
+  for (int i = 0; i < 6; ++i) before[i] = last_pos_[i];
+  for (int k = 0; k < n; ++k) {
     double row[6], tip[3], axis[3];
-    for (int i = 0; i < 6; ++i) row[i] = table[6 * k + i];
+    for (int i = 0; i < 6; ++i) row[i] = k + 1 < n ? table[6 * k + i] : pos[i];
+    if (opt_.measure_deviation) {
+      // Each piece against the whole programmed move.
+      double tip_dev, axis_dev;
+      deviation(before, row, last_tip_, h.move.point, last_axis_, h.move.axis, &tip_dev,
+                &axis_dev);
+      tip_worst = std::fmax(tip_worst, tip_dev);
+      axis_worst = std::fmax(axis_worst, axis_dev);
+      for (int i = 0; i < 6; ++i) before[i] = row[i];
+    }
+    if (k + 1 == n) break;
     forward(st_, row, tip, axis);
     deliver(h, row, tip, axis, true, 0);
   }
+  if (opt_.measure_deviation) record_deviation(tip_worst, axis_worst, h.move.line);
 }
 
 void Planner::deliver(const Held& h, const double pos[6], const double tip[3],

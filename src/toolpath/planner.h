@@ -56,6 +56,7 @@ class alignas(64) Planner {
  public:
   // st stays loaded and is used only by this planner while it runs.
   Planner(State& st, const PlanOptions& options, PositionSink* sink);
+  const PlanOptions& options() const { return opt_; }
 
   void push(const ProgrammedMove& move);
   // The same for a move a Gatherer of the same machine and options has gathered elsewhere, in

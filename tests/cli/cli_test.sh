@@ -193,7 +193,7 @@ for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
   for m in DemoHead Trunnion HeadTable ThreeRotary IndexedTable; do
     run 0 "post APT $m $f" "$K5X" post --machine "$m" "$f" --start auto --subdivide \
       --retract-z 200 -o "$T/i.nc"
-    has "$T/err" "out-of-travel positions +0$" "largest deviation left +0\.0[0-4][0-9]* \(tip" \
+    has "$T/err" "out-of-travel positions +0$" "largest deviation left +0\.0[0-4][0-9]* mm \(tip" \
       "records not acted on .*PAINT [0-9]+" "APT moves .*inches, converted to mm"
     has "$T/i.nc" "^%$" "^G21 G90 G17$" "^G54$" "^G93 G[123] " "^M30$"
     # From wherever the machine stands: up, the rotary axes, over the point, down.
