@@ -57,6 +57,7 @@ TEST_F(Loader, ReturnCodes) {
       {"ThirdChild", "bati=Z\naxe=AXE_X,X\noutil=Z\nlien=AXE_BATI\naxe=AXE_Y,Y\npiece=X,Y\n"
                      "lien=AXE_BATI\naxe=AXE_Z,Z\n", 4},
       {"UnknownAxisName", kBase + "axe = AXE_Q, X\n", 5},
+      {"LowerCaseAxisName", kBase + "axe = axe_y, Y\n", 5},
       {"ZeroAxisDirection", kBase + "axe = AXE_Y, 0, 0, 0\n", 6},
       {"ZeroToolDirection", kBase + "outil = 0, 0, 0\n", 8},
       {"ParallelWorkpieceDirections", kBase + "piece = X, X\n", 10},
