@@ -33,27 +33,11 @@ class Chain : public k5x_test::MachineTest {
   }
 };
 
-// Two X slides (both move, offset 5) carry the tool; a Y table carries the workpiece.
-const char kLinear[] =
-    "nommachine = L\nbati = Z, F\naxe = AXE_X, X, X1\naxe = AXE_X, X, X2\n"
-    "outil = Z, 0, 0, 100\nlien = AXE_BATI\naxe = AXE_Y, Y, Y\npiece = X, Y, 0, 0, 0\n"
-    "position = 5, 0, 0, 0, 0, 30\n";
-
 // A C table pivoting about (10, 0, 0), carrying a Y pallet (point at the origin) and the workpiece.
 const char kTableC[] =
     "nommachine = TableC\nbati = Z, Frame\nrotation = AXE_C, Z, 0, 1, 10, 0, 0, Table C\n"
     "axe = AXE_Y, Y, Pallet Y\npiece = X, Y, 0, 0, 0\nlien = AXE_BATI\noutil = Z, 0, 0, 100\n"
     "position = 0, 0, 0, 0, 0, 0\n";
-
-TEST_F(Chain, LinearAxesMoveByValueMinusOffsetAndTableSidesNegated) {
-  load(kLinear);
-  eval(15, 7, 0, 0, 0, 0);
-  expect_values(rec(kIdTool).origin, {20, 0, 100});
-  expect_values(rec(kIdWorkpiece).origin, {0, -7, 0});
-  eval(5, 0, 0, 0, 0, 0);  // back at the reference: nothing accumulates between calls
-  expect_values(rec(kIdTool).origin, {0, 0, 100});
-  expect_values(rec(kIdWorkpiece).origin, {0, 0, 0});
-}
 
 TEST(ChainEmpty, EvaluationDoesNothingAndTheTipIsTheOrigin) {
   State empty;
