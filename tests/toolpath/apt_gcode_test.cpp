@@ -51,47 +51,6 @@ std::string slurp(const std::string& path) {
 
 const char kShared[] = "../shared/toolpaths/";
 
-// The shared variable-axis file, read independently: every GOTO's numbers, a three-value GOTO
-// keeping the last axis; inches and the MSYS origin (3, 3, 0) applied by hand.
-TEST(AptReader, ReadsTheSharedVariableAxisFileLikeAPlainParse) {
-  const std::string text = slurp(std::string(kShared) + "mech491_APT_Variable_Axis.txt");
-  ASSERT_FALSE(text.empty()) << "the shared toolpaths are not beside the checkout";
-  ASSERT_TRUE(k5x::looks_like_apt(text.data(), text.size()));
-  k5x::AptOptions options;
-  options.units = k5x::AptUnits::inches;
-  const Read r = read_apt(text, options);
-  EXPECT_TRUE(r.errors.empty());
-  std::istringstream in(text);
-  std::string line;
-  double axis[3] = {0.0, 0.0, 1.0};
-  std::size_t n = 0;
-  while (std::getline(in, line)) {
-    if (line.compare(0, 5, "GOTO/") != 0) continue;
-    double v[6];
-    const int got = std::sscanf(line.c_str() + 5, "%lf,%lf,%lf,%lf,%lf,%lf", &v[0], &v[1], &v[2],
-                                &v[3], &v[4], &v[5]);
-    ASSERT_TRUE(got == 3 || got == 6) << line;
-    if (got == 6) std::memcpy(axis, v + 3, sizeof axis);
-    ASSERT_LT(n, r.moves.size());
-    const k5x::ProgrammedMove& m = r.moves[n++];
-    const double origin[3] = {3.0, 3.0, 0.0};
-    for (int k = 0; k < 3; ++k) {
-      EXPECT_NEAR(m.point[k], 25.4 * (v[k] + origin[k]), 1e-9) << line;
-      EXPECT_NEAR(m.axis[k], axis[k], 1e-6) << line;
-    }
-  }
-  EXPECT_EQ(n, 348u);
-  EXPECT_EQ(r.moves.size(), n);
-  EXPECT_EQ(r.unknown.at("PAINT"), 31);
-  EXPECT_TRUE(r.moves[0].rapid);
-  EXPECT_FALSE(r.moves[2].rapid);
-  EXPECT_NEAR(r.moves[2].feed, 254.0, 1e-9);  // FEDRAT/IPM,10
-  // Units found from the file itself: its feeds are in inches per minute.
-  std::FILE* f = fmemopen(const_cast<char*>(text.data()), text.size(), "r");
-  EXPECT_EQ(k5x::scan_apt_units(f), k5x::AptUnits::inches);
-  std::fclose(f);
-}
-
 TEST(AptReader, FramesCirclesEventsAndMalformedRecords) {
   const Read r = read_apt(
       "UNITS/MM\n"
