@@ -78,12 +78,8 @@ bool within_rotary_travel(const k5x::State& st, const double abc[3]) {
   return true;
 }
 
-void expect_values(const double* got, std::initializer_list<double> want, double tol) {
-  int i = 0;
-  for (double w : want) {
-    EXPECT_NEAR(got[i], w, tol) << "value " << i;
-    ++i;
-  }
+void expect_values(const double* got, const std::vector<double>& want, double tol) {
+  for (std::size_t i = 0; i < want.size(); ++i) EXPECT_NEAR(got[i], want[i], tol) << "value " << i;
 }
 
 }  // namespace k5x_test

@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "machine/machine_model.h"
 
@@ -30,7 +30,7 @@ double angle_between_deg(const double a[3], const double b[3]);
 // True when A, B and C lie within the loaded travel, tolerance included.
 bool within_rotary_travel(const k5x::State& st, const double abc[3]);
 // Each of got's values within tol of want's, reported by index.
-void expect_values(const double* got, std::initializer_list<double> want, double tol = 1e-9);
+void expect_values(const double* got, const std::vector<double>& want, double tol = 1e-9);
 
 // A test with a state of its own, which load() fills or fails the test.
 class MachineTest : public ::testing::Test {

@@ -13,6 +13,7 @@
 namespace {
 
 using k5x_test::angle_between_deg;
+using k5x_test::expect_values;
 using Vec = std::array<double, 3>;
 
 class Solver : public k5x_test::MachineTest {
@@ -23,9 +24,6 @@ class Solver : public k5x_test::MachineTest {
   // Angle in degrees between the wanted direction and the one the chain gives at sol.
   double miss(const double sol[3], const Vec& want) {
     return angle_between_deg(direction_at({sol[0], sol[1], sol[2]}).data(), want.data());
-  }
-  void expect_out(const Vec& want, double tol = 0.0) {
-    for (int i = 0; i < 3; ++i) EXPECT_NEAR(out[i], want[i], tol) << "angle " << i;
   }
   double out[3] = {99.0, 99.0, 99.0};
 };
@@ -48,7 +46,7 @@ TEST_F(Solver, ChoiceBetweenTheTwoSolutions) {
     st.machine.mode = static_cast<int>(c[0]);
     SCOPED_TRACE(testing::Message() << "mode " << c[0] << " from " << c[1]);
     EXPECT_EQ(solve(want, {0.0, c[1], c[2]}), 0);
-    expect_out({0.0, c[3], c[4]}, 1e-9);
+    expect_values(out, {0.0, c[3], c[4]}, 1e-9);
     EXPECT_NEAR(st.sol2[1], -c[3], 1e-9);
   }
   st.machine.mode = 2;
@@ -63,10 +61,10 @@ TEST_F(Solver, SecondAxisHalfATurnAwayStaysAndToolAlongFirstKeepsIt) {
   load(k5x_test::machine_text("DemoHead"));
   for (double prev_b : {0.0, 360.0}) {
     EXPECT_EQ(solve({0.0, 0.0, 1.0}, {0.0, prev_b, 12.0}), 5) << prev_b;
-    expect_out({0.0, 180.0, 12.0});
+    expect_values(out, {0.0, 180.0, 12.0}, 0.0);
   }
   EXPECT_EQ(solve({0.0, 0.0, -3.0}, {0.0, 4.0, 37.0}), 0);
-  expect_out({0.0, 0.0, 37.0}, 1e-12);
+  expect_values(out, {0.0, 0.0, 37.0}, 1e-12);
 }
 
 TEST_F(Solver, LockedAxesAreHeldAtThePreviousValue) {
@@ -74,13 +72,13 @@ TEST_F(Solver, LockedAxesAreHeldAtThePreviousValue) {
   const Vec want = direction_at({0.0, 40.0, 30.0});
   st.machine.records[st.machine.letter[5]].locked = 1;  // C locked: only B moves
   EXPECT_EQ(solve(want, {0.0, -10.0, 30.0}), 0);
-  expect_out({0.0, 40.0, 30.0}, 1e-9);
+  expect_values(out, {0.0, 40.0, 30.0}, 1e-9);
   EXPECT_EQ(solve(want, {0.0, 0.0, 120.0}), 1);  // B alone cannot reach the direction
   EXPECT_EQ(out[2], 120.0);
   // Both locked: the previous values are the answer, reach and then travel decide.
   st.machine.records[st.machine.letter[4]].locked = 1;
   EXPECT_EQ(solve(want, {0.0, 40.0, 30.0}), 0);
-  expect_out({0.0, 40.0, 30.0});
+  expect_values(out, {0.0, 40.0, 30.0}, 0.0);
   EXPECT_EQ(solve(want, {0.0, 40.0, 31.0}), 1);
   st.machine.travel_max[4] = 35.0;
   EXPECT_EQ(solve(want, {0.0, 40.0, 30.0}), 5);
@@ -91,11 +89,11 @@ TEST_F(Solver, BadInputWritesNothingOrStillReturns) {
   EXPECT_EQ(solve({0.0, 0.0, 1.0}, {1.0, 2.0, 3.0}), 1);
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "k5x_ijk2abc, uninitialised/empty machine, exit(1)\n");
-  expect_out({99.0, 99.0, 99.0});
+  expect_values(out, {99.0, 99.0, 99.0}, 0.0);
   // A zero direction: 1, and neither out nor the solutions are written.
   load(k5x_test::machine_text("DemoHead"));
   EXPECT_EQ(solve({0.0, 0.0, 0.0}, {1.0, 2.0, 3.0}), 1);
-  expect_out({99.0, 99.0, 99.0});
+  expect_values(out, {99.0, 99.0, 99.0}, 0.0);
   EXPECT_EQ(st.sol1[1] + st.sol2[1], 0.0);
   // Far or undefined previous values and huge directions: any answer, but it returns.
   const Vec want = {0.3, 0.1, -0.9};
@@ -112,11 +110,11 @@ TEST_F(Solver, ParallelFreeAxesLeaveTheSecondAtItsValue) {
        "rotation = AXE_C, Z, 0, 1, 0, 0, 100, C\noutil = X, 0, 0, 0\nlien = AXE_BATI\n"
        "piece = X, Y, 0, 0, 0\n");
   EXPECT_EQ(solve({0.0, 1.0, 0.0}, {5.0, 0.0, 17.0}), 0);
-  expect_out({73.0, 0.0, 17.0}, 1e-9);  // A makes up the rest of the quarter turn
+  expect_values(out, {73.0, 0.0, 17.0}, 1e-9);  // A makes up the rest of the quarter turn
   EXPECT_LT(miss(out, {0.0, 1.0, 0.0}), 1e-6);
   for (const Vec& c : {Vec{0.0, 180.0}, Vec{360.0, 540.0}, Vec{-360.0, -180.0}}) {
     EXPECT_EQ(solve({-1.0, 0.0, 0.0}, {c[0], 0.0, 0.0}), 0) << c[0];
-    expect_out({c[1], 0.0, 0.0});
+    expect_values(out, {c[1], 0.0, 0.0}, 0.0);
   }
 }
 
@@ -127,14 +125,14 @@ TEST_F(Solver, SecondAxisAlongTheToolKeepsItsValue) {
        "rotation = AXE_C, Z, 0, 1, 0, 0, 0, C\nrotation = AXE_A, X, 0, 1, 0, 0, 0, A\n"
        "piece = X, Y, 0, 0, 0\n");
   EXPECT_EQ(solve({0.0, 0.0, 1.0}, {10.0, 0.0, 33.0}), 0);
-  expect_out({0.0, 0.0, 33.0}, 1e-12);
+  expect_values(out, {0.0, 0.0, 33.0}, 1e-12);
   EXPECT_EQ(solve({0.0, -0.6, 0.8}, {10.0, 0.0, 33.0}), 0);
-  expect_out({std::atan2(0.6, 0.8) * 180.0 / k5x::kPi, 0.0, 33.0}, 1e-9);
+  expect_values(out, {std::atan2(0.6, 0.8) * 180.0 / k5x::kPi, 0.0, 33.0}, 1e-9);
   // Out of reach: 1, yet out, sol1 and sol2 are written; A aims at what it can.
   st.sol2[0] = st.sol2[1] = st.sol2[2] = 99.0;
   EXPECT_EQ(solve({1.0, 0.0, 1.0}, {0.0, 0.0, 0.0}), 1);
-  expect_out({st.sol1[0], st.sol1[1], st.sol1[2]});
-  expect_out({0.0, 0.0, 0.0}, 1e-12);
+  expect_values(out, {st.sol1[0], st.sol1[1], st.sol1[2]}, 0.0);
+  expect_values(out, {0.0, 0.0, 0.0}, 1e-12);
   EXPECT_NE(st.sol2[0], 99.0);
   // A tool a hair (5e-7) off C is still along it: r * s must exceed epsilon, not 0.
   st.machine.records[st.machine.tool].direction[0] = 5e-7;
@@ -170,7 +168,7 @@ TEST_F(Solver, ValueLawsFoldAndSign) {
   const double from[3] = {10.0, 10.0, 10.0}, to[3] = {-30.0, -30.0, -400.0};
   const double odd[3] = {1e300, INFINITY, NAN};
   k5x::apply_laws(st, from, to, out);
-  expect_out({-330.0, 330.0, -400.0});
+  expect_values(out, {-330.0, 330.0, -400.0}, 0.0);
   k5x::apply_laws(st, from, odd, out);  // returns, whatever the values
 }
 

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <string>
+#include <vector>
 
 #include "motion/interpolation.h"
 #include "test_machines.h"
@@ -12,12 +13,8 @@ namespace {
 
 using k5x::State;
 using Vec = std::array<double, 3>;
-using Six = std::array<double, 6>;
-
-template <size_t N>
-void expect_near(const std::array<double, N>& want, const double* got, double tol = 1e-9) {
-  for (size_t k = 0; k < N; ++k) EXPECT_NEAR(want[k], got[k], tol) << "value " << k;
-}
+using Six = std::vector<double>;
+using k5x_test::expect_values;
 
 class Transforms : public k5x_test::MachineTest {
  protected:
@@ -36,11 +33,11 @@ TEST_F(Transforms, HeadRotationOffsetsAndPlacedWorkpiece) {
   double v[3];
   EXPECT_EQ(1, k5x::place_tip(st, Vec{900.0, 2.0, 3.0}.data(), rest.data(), v));  // X above 800
   k5x::tool_axis_at(st, xyz.data(), b90.data(), v);  // tool length 0
-  expect_near(rest, v);
+  expect_values(v, {0.0, 0.0, 0.0});
   st.machine.tool_length = 10.0;  // the tip moves 10 back up the tool, along +X
-  expect_near(Vec{-130.0, 20.0, 180.0}, tip(xyz, b90).data());
+  expect_values(tip(xyz, b90).data(), {-130.0, 20.0, 180.0});
   k5x::tool_axis_at(st, xyz.data(), b90.data(), v);  // the tool's -Z turned to -X, 10 long
-  expect_near(Vec{-10.0, 0.0, 0.0}, v);
+  expect_values(v, {-10.0, 0.0, 0.0});
   // Head offset at B 90: tip (-150, 0, 150) minus the C pivot (0, 0, 300). m2l and machine2tool
   // apply it under opposite rtcp settings (the tool length back at 0).
   st.machine.tool_length = 0.0;
@@ -53,17 +50,17 @@ TEST_F(Transforms, HeadRotationOffsetsAndPlacedWorkpiece) {
     double l[6], t[6];
     k5x::machine_to_programmed(st, m.data(), l);
     k5x::machine_to_tool(st, m.data(), t);
-    expect_near(*expected[rtcp][0], l);
-    expect_near(*expected[rtcp][1], t);
+    expect_values(l, *expected[rtcp][0]);
+    expect_values(t, *expected[rtcp][1]);
   }
   // Rz(90) at (5, 6, 7); element 11 holds a decoy that must not be read.
   k5x::set_rtcp(st, 1);
   const double t[16] = {0, -1, 0, 5, 1, 0, 0, 6, 0, 0, 1, 1000, 7, 0, 0, 1};
   ASSERT_EQ(0, k5x::place_workpiece(st, t));
   const k5x::AxisRecord& w = st.machine.records[st.machine.workpiece];
-  expect_near(Vec{5.0, 6.0, 7.0}, w.origin);
-  expect_near(Vec{5.0, 6.0, 7.0}, w.point);
-  expect_near(Vec{20.0, -10.0, 30.0}, tip({15.0, 26.0, 37.0}, {0.0, 0.0, 0.0}).data());
+  expect_values(w.origin, {5.0, 6.0, 7.0});
+  expect_values(w.point, {5.0, 6.0, 7.0});
+  expect_values(tip({15.0, 26.0, 37.0}, {0.0, 0.0, 0.0}).data(), {20.0, -10.0, 30.0});
   // Without the frame's second link no link leads to a record without a letter.
   st.machine.records[w.previous].link_count = 1;
   EXPECT_EQ(2, k5x::place_workpiece(st, t));
@@ -81,7 +78,7 @@ TEST_F(Transforms, LinearValuesOnAnXZMachine) {
   const double p[3] = {4.0, 0.0, -9.0}, abc[3] = {0.0, 0.0, 0.0};
   double xyz[3] = {0.0, 123.0, 0.0};
   EXPECT_EQ(0, k5x::place_tip(st, p, abc, xyz));
-  expect_near(Vec{3.7, 123.0, -9.0}, xyz);
+  expect_values(xyz, {3.7, 123.0, -9.0});
 }
 
 // Step counts on HeadTable, tolerance 0.05 (the radius rules of other machines and moves are the

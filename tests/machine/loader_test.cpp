@@ -15,6 +15,7 @@
 namespace k5x {
 namespace {
 
+using k5x_test::expect_values;
 using k5x_test::load_text;
 using k5x_test::machine_text;
 
@@ -29,10 +30,6 @@ int index_of(const State& st, const char* name) {
     if (std::strcmp(st.machine.records[i].name, name) == 0) return i;
   ADD_FAILURE() << "no record named " << name;
   return 0;
-}
-
-void expect_vec(const double* got, std::vector<double> want, const char* what) {
-  for (std::size_t i = 0; i < want.size(); ++i) EXPECT_NEAR(got[i], want[i], 1e-12) << what << i;
 }
 
 // One state for all the loads of a test: each load starts from a reset, whatever came before.
@@ -143,7 +140,7 @@ TEST_F(Loader, MissingFieldsReadAsZeroAndExtraFieldsAreIgnored) {
                       "axe = AXE_Z, Z, RZ, 1, 2, 3, 4, 5\n"
                       "pointchangementoutil = 1, 2, 3, 4, 5, 6, 7\nlongueur = 4\nlongueur =\n"),
             0);
-  expect_vec(m.initial_position, {5, 0, 0}, "initial");
+  expect_values(m.initial_position, {5, 0, 0}, 1e-12);
   const AxisRecord& y = m.records[m.letter[1]];
   EXPECT_STREQ(y.name, "");
   // Missing colours are 0, not the fresh record's 192.
@@ -201,9 +198,9 @@ TEST_F(Loader, LetterAndNumericDirections) {
   ASSERT_EQ(load_base("rotation = AXE_C, -Y, 2, -1, 0, 0, 0, C1\naxe = AXE_Y, 0, 3, 4, Y1\n"
                       "rotation = AXE_A, -0.0, -1, 0, 0, 1, 0, 0, 0, A1\n"),
             0);
-  expect_vec(rec("C1").direction, {0, -1, 0}, "C1");
-  expect_vec(rec("A1").direction, {0, -1, 0}, "A1");
-  expect_vec(rec("Y1").direction, {0, 0.6, 0.8}, "Y1");
+  expect_values(rec("C1").direction, {0, -1, 0}, 1e-12);
+  expect_values(rec("A1").direction, {0, -1, 0}, 1e-12);
+  expect_values(rec("Y1").direction, {0, 0.6, 0.8}, 1e-12);
   EXPECT_EQ(std::make_pair(rec("C1").law, rec("C1").sense), std::make_pair(2, -1));
   // The same letter twice: the later takes the slot, the earlier stays a rotary record.
   ASSERT_EQ(load_base("rotation = AXE_B, Z, 0, 1, 0, 0, 0, HB2\n"), 0);
@@ -224,9 +221,10 @@ TEST_F(Loader, FrameLetterTurnsTheFrameMatrix) {
               {"Z", {1, 0, 0, 0, 1, 0, 0, 0, 1}, {0, 0, 0}},
               {"0,0,1", {1, 0, 0, 0, 1, 0, 0, 0, 1}, {0, 0, 0}}};
   for (const auto& r : rows) {
+    SCOPED_TRACE(r.letter);
     ASSERT_EQ(load(std::string("bati=") + r.letter + ",F\naxe=AXE_Z,Z\noutil=Z\npiece=X,Y\n"), 0);
-    expect_vec(m.records[0].frame, r.matrix, r.letter);
-    expect_vec(m.records[0].direction, r.direction, r.letter);
+    expect_values(m.records[0].frame, r.matrix, 1e-12);
+    expect_values(m.records[0].direction, r.direction, 1e-12);
   }
 }
 
@@ -235,20 +233,20 @@ TEST_F(Loader, ToolAndWorkpieceLinkRotations) {
                  "axe=AXE_Y,Y\noutil=Y\n"),
             0);
   // d = -Z: u = d x (0,-1,0) = (-1,0,0), v = d x u = (0,1,0).
-  expect_vec(m.records[1].links[0].rotation, {-1, 0, 0, 0, 1, 0, 0, 0, -1}, "tool -Z");
+  expect_values(m.records[1].links[0].rotation, {-1, 0, 0, 0, 1, 0, 0, 0, -1}, 1e-12);
   // a = X, b = Z: n = a x b = -Y, w = n x a = Z.
-  expect_vec(m.saved_link.rotation, {1, 0, 0, 0, 0, -1, 0, 1, 0}, "workpiece");
+  expect_values(m.saved_link.rotation, {1, 0, 0, 0, 0, -1, 0, 1, 0}, 1e-12);
   // Along Y both crosses vanish and u, v stay zero.
-  expect_vec(m.records[5].links[0].rotation, {0, 0, 0, 0, 0, 1, 0, 0, 0}, "tool Y");
+  expect_values(m.records[5].links[0].rotation, {0, 0, 0, 0, 0, 1, 0, 0, 0}, 1e-12);
 }
 
 TEST_F(Loader, LinkTranslationsOffsetsAndSavedWorkpiece) {
   std::string text = machine_text("DemoHead");
   ASSERT_EQ(load(text), 0);
-  expect_vec(rec("RamZ").links[0].translation, {0, 0, 300}, "Z->C");
-  expect_vec(rec("ForkC").links[0].translation, {0, 0, -150}, "C->B");
-  expect_vec(m.saved_workpiece.point, {0, 0, -500}, "saved point");
-  expect_vec(m.saved_link.translation, {0, 0, -500}, "saved link");
+  expect_values(rec("RamZ").links[0].translation, {0, 0, 300}, 1e-12);
+  expect_values(rec("ForkC").links[0].translation, {0, 0, -150}, 1e-12);
+  expect_values(m.saved_workpiece.point, {0, 0, -500}, 1e-12);
+  expect_values(m.saved_link.translation, {0, 0, -500}, 1e-12);
   text.replace(text.find("position = 0, 0, 0, 0, 0, 0"), 27, "position = 1, 2, 3, 4, 5, 6");
   ASSERT_EQ(load(text), 0);
   EXPECT_EQ(std::make_tuple(rec("SlideY").offset, rec("ForkC").offset, rec("HeadB").offset),
