@@ -83,12 +83,6 @@ TEST_F(Enumeration, SolutionsFollowTheSeeds) {
   const struct { const char *travel, *table; const double* dir; List expected; } rows[] = {
       {"coursemaximum = AXE_C, 500\ncourseminimum = AXE_C, -400\n", c_table, kTilted,
         {{0, -30, -150}, {0, -30, 210}, {0, 30, -330}, {0, 30, 30}, {0, 30, 390}}},
-      {"coursemaximum = AXE_C, 720\ncourseminimum = AXE_C, 0\n", c_table, kTilted,
-        {{0, -30, 210}, {0, -30, 570}, {0, 30, 30}, {0, 30, 390}}},
-      {"coursemaximum = AXE_C, 90\ncourseminimum = AXE_C, -90\n", c_table, kTilted,
-        {{0, 30, 30}}},
-      {"coursemaximum = AXE_C, 30\ncourseminimum = AXE_C, 30\n", c_table, kTilted,
-        {{0, 30, 30}}},
       {"", "rotation = AXE_A, X, 0, 1, 0, 0, 0, Table A\n", a40b30,
         {{-320, 30, 0}, {40, 30, 0}, {400, 30, 0}}}};
   for (const auto& r : rows) {
