@@ -641,8 +641,10 @@ bool GcodeWriter::motion_block(const double v[6], const std::string& motion,
                                double turn, double feed) {
   std::size_t end = changed_words(v, 0, 6);
   if (end == lead_room_ && tail.empty()) return false;
-  std::memcpy(&line_[end], tail.data(), tail.size());
-  end += tail.size();
+  if (!tail.empty()) {  // an empty view may hold no pointer at all
+    std::memcpy(&line_[end], tail.data(), tail.size());
+    end += tail.size();
+  }
   const bool rapid = &motion == &rapid_;
   std::size_t start = lead_room_;
   // An arc names its motion every time: its centre words mean nothing without it.
