@@ -528,8 +528,10 @@ std::string demo_toolpath(const double rest_axis[3]) {
     const double s = static_cast<double>(i) / (spiral - 1);
     emit(60.0 * deg * s, 3.0 * 360.0 * deg * s);
   }
+  // From the side where the spiral ends: the move between them stays on that side of the dome,
+  // not straight through it.
   text += "# straight across the top, through the vertical\n";
-  for (int j = -20; j <= 20; ++j) {
+  for (int j = 20; j >= -20; --j) {
     const double x = 1.5 * j;
     emit(std::asin(std::fabs(x) / radius), x < 0 ? 180.0 * deg : 0.0);
   }
