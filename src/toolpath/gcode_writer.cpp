@@ -15,8 +15,9 @@ namespace k5x {
 namespace {
 
 struct ArcFit {
-  double offset[2];  // the centre from the first point, along the plane's two axes
-  double radius, sweep, rise;  // sweep in radians, counter-clockwise about the normal positive
+  double offset[2] = {0.0, 0.0};  // the centre from the first point, along the plane's axes
+  // sweep in radians, counter-clockwise about the normal positive
+  double radius = 0.0, sweep = 0.0, rise = 0.0;
 };
 
 // Fixed notation into [out, limit), rounded as printf rounds (to the nearest, ties to even, on
