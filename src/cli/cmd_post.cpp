@@ -87,10 +87,12 @@ const char kPostHelp[] =
     "  --subdivide        insert positions between consecutive ones until, with all axes\n"
     "                     moving linearly, the tool tip stays within --tolerance of the\n"
     "                     programmed straight move and the tool axis within\n"
-    "                     --angle-tolerance of the programmed change of axis\n"
+    "                     --angle-tolerance of the programmed change of axis (the default\n"
+    "                     for G-code without --tcp)\n"
     "  --subdivide=formula\n"
     "                     insert the library's subdivision instead (rtcp and tolerance of\n"
     "                     the machine; see --rtcp)\n"
+    "  --subdivide=none   one position per move (the default for CSV and with --tcp)\n"
     "  --tolerance T      tool tip tolerance of the subdivision (default: the machine's)\n"
     "  --angle-tolerance D\n"
     "                     tool axis tolerance in degrees (default 0.5); near the direction\n"
@@ -166,9 +168,9 @@ const char kPostHelp[] =
     "unreachable moves, out-of-travel positions per axis, rotary swings over 45 degrees\n"
     "in cuts and the unwinds among them (the first ones with their lines), the range of\n"
     "each rotary axis, the largest deviation between positions (left by --subdivide, or\n"
-    "measured in a G-code program without it and without --tcp, where one beyond tolerance\n"
-    "is warned of; sampled at up to seven points a move, on the positions before they are\n"
-    "rounded), the elapsed time and the moves per second.\n"
+    "measured in a G-code program with --subdivide=none or =formula and without --tcp,\n"
+    "where one beyond tolerance is warned of; sampled at up to seven points a move, on the\n"
+    "positions before they are rounded), the elapsed time and the moves per second.\n"
     "\n"
     "Exit status: 0 done; 1 the machine, toolpath or output cannot be read or written;\n"
     "2 bad arguments, or a malformed line (reported as FILE:LINE: reason) without\n"
@@ -307,6 +309,7 @@ struct PostArgs {
   bool skip_bad = false;
   k5x::Choice choice = k5x::Choice::path;
   k5x::Linearise linearise = k5x::Linearise::none;
+  bool has_linearise = false;
   bool machine_axis = false, wrap_modulo = false;
   double angle_tolerance = 0.5;
   std::string input_format = "auto", output_format, dialect = "iso", command_line;
@@ -450,8 +453,13 @@ int parse_args(int argc, char** argv, PostArgs* a) {
     } else if (std::strcmp(s, "--subdivide") == 0 ||
                std::strcmp(s, "--subdivide=tolerance") == 0) {
       a->linearise = k5x::Linearise::tolerance;
+      a->has_linearise = true;
     } else if (std::strcmp(s, "--subdivide=formula") == 0) {
       a->linearise = k5x::Linearise::formula;
+      a->has_linearise = true;
+    } else if (std::strcmp(s, "--subdivide=none") == 0) {
+      a->linearise = k5x::Linearise::none;
+      a->has_linearise = true;
     } else if (std::strcmp(s, "--angle-tolerance") == 0) {
       if (!take_numbers(kCmd, argc, argv, &i, 1, &a->angle_tolerance)) return 2;
       if (!(a->angle_tolerance > 0.0)) return usage_error(kCmd, "--angle-tolerance must be above 0");
@@ -481,6 +489,10 @@ int parse_args(int argc, char** argv, PostArgs* a) {
                                ends_with(a->output, ".gcode")
                            ? "gcode"
                            : "csv";
+  // A controller without tool-centre-point control moves its axes linearly from block to block:
+  // its program keeps the tool within tolerance unless asked otherwise.
+  if (!a->has_linearise && a->output_format == "gcode" && !a->tcp)
+    a->linearise = k5x::Linearise::tolerance;
   for (int i = 0; i < argc; ++i) a->command_line += std::string(i ? " " : "") + argv[i];
   return 0;
 }
@@ -1131,8 +1143,8 @@ int run_post(const PostArgs& a) {
       std::fprintf(stderr,
                    "k5x post: warning: with the axes moving linearly between positions (as "
                    "computed, before rounding to the decimals written) the tool leaves the "
-                   "programmed moves, %s: --subdivide keeps it within tolerance, or --tcp for a "
-                   "controller with tool-centre-point control\n",
+                   "programmed moves, %s: --subdivide (the default for G-code) keeps it within "
+                   "tolerance, or --tcp for a controller with tool-centre-point control\n",
                    beyond.c_str());
   }
   if (gcode && apt && planner.stats().moves > 0 && !gcode->spindle_started())
