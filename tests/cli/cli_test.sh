@@ -185,20 +185,16 @@ for seed in 1 3 4; do
     verdict "post $m --threads 2: rows differ from one thread's" $?
   done
 done
-# The same files read as APT (local frames, rapids), straight to G-code on every machine: a whole
-# program, records counted, in travel and within tolerance. The rapids between passes are where
-# the indexed table unwinds; within a pass that winds 2,520 degrees round a wall it must unwind
-# three times (the least C's 720 degrees allow).
+# The same files read as APT (local frames, rapids), straight to G-code on every machine: records
+# counted, in travel and within tolerance (the program's text is among the recorded outputs).
+# The rapids between passes are where the indexed table unwinds; within a pass that winds 2,520
+# degrees round a wall it must unwind three times (the least C's 720 degrees allow).
 for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
   for m in DemoHead Trunnion HeadTable ThreeRotary IndexedTable; do
     run 0 "post APT $m $f" "$K5X" post --machine "$m" "$f" --start auto --subdivide \
       --retract-z 200 -o "$T/i.nc"
     has "$T/err" "out-of-travel positions +0$" "largest deviation left +0\.0[0-4][0-9]* mm \(tip" \
       "records not acted on .*PAINT [0-9]+" "APT moves .*inches, converted to mm"
-    has "$T/i.nc" "^%$" "^G21 G90 G17$" "^G54$" "^G93 G[123] " "^M30$"
-    # From wherever the machine stands: up, the rotary axes, over the point, down.
-    grep -m3 -E "^G0 " "$T/i.nc" | sed 's/[-.0-9]*//g' | tr '\n' ' ' | grep -Eq '^G Z G [ABC ]+ G X Y $'
-    verdict "$m $f: the first position is not reached from the retract height" $?
     case "$m $f" in
       IndexedTable*Project2*) has "$T/err" "unwinds forced in cuts +6$" ;;
       *) grep -q unwinds "$T/err"; verdict "$m: unwinds on $f" $((1 - $?)) ;;
