@@ -137,17 +137,6 @@ TEST_F(Solver, SecondAxisAlongTheToolKeepsItsValue) {
   EXPECT_EQ(st.sol2[2], 33.0);
 }
 
-// Three free axes: the one nearest the workpiece (the C table) is held at its previous value.
-TEST_F(Solver, ThreeFreeAxesHoldTheFirst) {
-  load(k5x_test::machine_text("ThreeRotary"));
-  const Vec want = direction_at({10.0, 20.0, 25.0});
-  EXPECT_EQ(solve(want, {0.0, 0.0, 25.0}), 0);
-  EXPECT_EQ(out[2], 25.0);
-  EXPECT_LT(miss(out, want), 1e-6);
-  for (int i = 0; i < st.machine.rotary_count; ++i)
-    EXPECT_EQ(st.machine.records[st.machine.rotary[i]].locked, 0);
-}
-
 // A shows law 1 (modulo 360, sign of the motion), B law 2 (modulo 360), C law 0 (as computed).
 TEST_F(Solver, ValueLawsFoldAndSign) {
   load("nommachine = Laws\nbati = Z, F\nrotation = AXE_A, X, 1, 1, 0, 0, 0, A\n"

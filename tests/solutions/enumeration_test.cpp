@@ -71,27 +71,6 @@ class Enumeration : public k5x_test::MachineTest {
   int* flags = nullptr;
 };
 
-// Per C seed s the solver returns the representative of C in (s - 180, s + 180); the B seeds
-// +-90 make mode 2 return both branches (B 30, C 30) and (B -30, C -150) for every s.
-// A table about X under the B head, no C, gives the direction (sin b, -sin a cos b, cos a cos b):
-// with b = 30, a = 40 the other branch needs b = 150, out of travel; the unlimited A seeds give
-// 40, -320 and 400, and C stays at its one seed 0.
-TEST_F(Enumeration, SolutionsFollowTheSeeds) {
-  const double a = 40.0 * k5x::kDegToRad, b = 30.0 * k5x::kDegToRad;
-  const double a40b30[3] = {std::sin(b), -std::sin(a) * std::cos(b), std::cos(a) * std::cos(b)};
-  const char* c_table = "rotation = AXE_C, Z, 0, 1, 0, 0, 0, Table C\n";
-  const struct { const char *travel, *table; const double* dir; List expected; } rows[] = {
-      {"coursemaximum = AXE_C, 500\ncourseminimum = AXE_C, -400\n", c_table, kTilted,
-        {{0, -30, -150}, {0, -30, 210}, {0, 30, -330}, {0, 30, 30}, {0, 30, 390}}},
-      {"", "rotation = AXE_A, X, 0, 1, 0, 0, 0, Table A\n", a40b30,
-        {{-320, 30, 0}, {40, 30, 0}, {400, 30, 0}}}};
-  for (const auto& r : rows) {
-    SCOPED_TRACE(std::string(r.travel) + r.table);
-    load(head_table(r.travel, r.table));
-    EXPECT_EQ(solutions(r.dir, all(r.dir)), r.expected);
-  }
-}
-
 // DemoHead's tool points along -Z at rest, the axis of C: C is free, B must stay at 0, and every
 // C seed of the unlimited travel is a solution of its own. With flags only the first survives.
 // With C indexed in 5-degree steps the probe moves C by two steps (a one-degree probe would be
