@@ -195,6 +195,9 @@ for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
       --retract-z 200 -o "$T/i.nc"
     has "$T/err" "out-of-travel positions +0$" "largest deviation left +0\.0[0-4][0-9]* mm \(tip" \
       "records not acted on .*PAINT [0-9]+" "APT moves .*inches, converted to mm"
+    # From wherever the machine stands: up, the rotary axes, over the point, down.
+    grep -m3 -E "^G0 " "$T/i.nc" | sed 's/[-.0-9]*//g' | tr '\n' ' ' | grep -Eq '^G Z G [ABC ]+ G X Y $'
+    verdict "$m $f: the first position is not reached from the retract height" $?
     case "$m $f" in
       IndexedTable*Project2*) has "$T/err" "unwinds forced in cuts +6$" ;;
       *) grep -q unwinds "$T/err"; verdict "$m: unwinds on $f" $((1 - $?)) ;;
