@@ -85,6 +85,24 @@ bool find_parents(const Model& m, int count, ChainMemo& memo) {
   return true;
 }
 
+// A rotary record whose parent stands where it stood is placed where it was, and its turn
+// memo holds that placement (the axis, the first two columns) with the bases for it: the turn
+// is made from them alone, to the same bits. False when the memo cannot serve.
+__attribute__((always_inline)) inline bool turn_in_place(State& st, int i, double value) {
+  AxisRecord& r = st.machine.records[i];
+  const FrameBasis& memo = st.frame_memo[i];
+  if (!memo.valid || !same_bits(&memo.key[9], &st.eps, 1)) return false;
+  const double* placed = memo.key + 3;  // column 0, then column 1
+  for (int k = 0; k < 3; ++k) {
+    r.frame[3 * k] = placed[k];
+    r.frame[3 * k + 1] = placed[3 + k];
+  }
+  double c, s;
+  cos_sin(st.turns, (value - r.offset) * r.factor, &c, &s);
+  rotate_frame_cs(memo.key, c, s, r.frame, memo.col);
+  return true;
+}
+
 // The evaluation when the memo holds: a record moves again only when its value or an
 // ancestor's changed, after its parent's link has put it back where the parent leaves it.
 void evaluate_changed_records(State& st, const double q[6], int count) {
@@ -97,6 +115,9 @@ void evaluate_changed_records(State& st, const double q[6], int count) {
     if ((memo.depends[i] & changed) == 0) continue;
     AxisRecord& r = m.records[i];
     const int p = memo.parent[i];
+    if (p != kNone && r.kind == kKindRotary && (memo.depends[p] & changed) == 0 &&
+        turn_in_place(st, i, axis_value(r, q)))
+      continue;
     if (p != kNone) place_child(m.records[p], m.records[p].links[memo.link[i]], r);
     if (moves(r)) move_record(st, i, axis_value(r, q));
   }
