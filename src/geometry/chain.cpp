@@ -26,7 +26,7 @@ __attribute__((always_inline)) inline void move_record(State& st, int i, double 
   else {
     double c, s;
     cos_sin(st.turns, t, &c, &s);
-    rotate_frame_cs(d, c, s, r.frame, frame_basis(d, r.frame, st.eps, &st.frame_memo[i]));
+    rotate_frame_cs(d, c, s, r.frame, frame_basis(d, r.frame, st.eps, &st.machine.frame_memo[i]));
   }
 }
 
@@ -90,7 +90,7 @@ bool find_parents(const Model& m, int count, ChainMemo& memo) {
 // is made from them alone, to the same bits. False when the memo cannot serve.
 __attribute__((always_inline)) inline bool turn_in_place(State& st, int i, double value) {
   AxisRecord& r = st.machine.records[i];
-  const FrameBasis& memo = st.frame_memo[i];
+  const FrameBasis& memo = st.machine.frame_memo[i];
   if (!memo.valid || !same_bits(&memo.key[9], &st.eps, 1)) return false;
   const double* placed = memo.key + 3;  // column 0, then column 1
   for (int k = 0; k < 3; ++k) {

@@ -108,6 +108,9 @@ struct Model {
   double deviation_max;    // running maximum increment deviation
   uint32_t last_checksum;
   ChainMemo chain_memo;
+  // Each rotary record's last turn in the chain: its placement and bases. With the records, so
+  // that a copied model carries the memo that describes it.
+  FrameBasis frame_memo[kMaxRecords];
 };
 
 // Context store: private copies of the caller's texts and an origin.
@@ -181,7 +184,6 @@ struct alignas(64) State {
   double sol1[3] = {0.0, 0.0, 0.0};
   double sol2[3] = {0.0, 0.0, 0.0};
   PairMemo pair_memo;
-  FrameBasis frame_memo[kMaxRecords];  // each record's last turn in the chain
   InverseMemo frame_inverse;
   SineMemo turns;  // the solver's last two turns of its second axis
 
