@@ -168,8 +168,8 @@ const char kPostHelp[] =
     "unreachable moves, out-of-travel positions per axis, rotary swings over 45 degrees\n"
     "in cuts and the unwinds among them (the first ones with their lines), the range of\n"
     "each rotary axis, the largest deviation between positions (left by --subdivide, or\n"
-    "measured in a G-code program with --subdivide=none or =formula and without --tcp,\n"
-    "where one beyond tolerance is warned of; sampled at up to seven points a move, on the\n"
+    "measured in a G-code program with --subdivide=none or =formula and without --tcp;\n"
+    "one beyond tolerance is warned of; sampled at up to seven points a move, on the\n"
     "positions before they are rounded), the elapsed time and the moves per second.\n"
     "\n"
     "Exit status: 0 done; 1 the machine, toolpath or output cannot be read or written;\n"
@@ -1123,7 +1123,10 @@ int run_post(const PostArgs& a) {
                  "always snaps)\n",
                  sink.off_steps(), k5x::get_increment_tolerance(st));
   const k5x::PlanStats& s = planner.stats();
-  if (options.measure_deviation) {
+  // A subdivision cuts a move in a bounded number of pieces, and a move whose direction turns
+  // round has no direction half way: either may leave a move beyond tolerance.
+  const bool subdivided = options.linearise == k5x::Linearise::tolerance;
+  if (options.measure_deviation || subdivided) {
     // Only what is beyond its tolerance is named.
     std::string beyond;
     char part[160];
@@ -1139,7 +1142,13 @@ int run_post(const PostArgs& a) {
                     s.max_axis_deviation, s.max_axis_line, options.angle_tolerance);
       beyond += (beyond.empty() ? "" : ", ") + std::string(part);
     }
-    if (!beyond.empty())
+    if (!beyond.empty() && subdivided)
+      std::fprintf(stderr,
+                   "k5x post: warning: the subdivision could not keep the tool within tolerance "
+                   "on every move: it leaves the programmed moves, %s: shorter moves in the "
+                   "toolpath, or --tcp for a controller with tool-centre-point control\n",
+                   beyond.c_str());
+    else if (!beyond.empty())
       std::fprintf(stderr,
                    "k5x post: warning: with the axes moving linearly between positions (as "
                    "computed, before rounding to the decimals written) the tool leaves the "

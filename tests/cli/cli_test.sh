@@ -307,6 +307,10 @@ done
 has "$T/err" "positions written +24$"
 run 0 "post G-code subdivided by default" "$K5X" post --machine HeadTable "$T/cone24.txt" -o "$T/c.nc"
 has "$T/err" "largest deviation left +0\.0[0-4]"
+# A cut that turns the tool round has no direction half way: what the subdivision leaves is said.
+printf '0 0 0 0 0 1\n10 0 0 1 0 0\n20 0 0 -1 0 0\n' >"$T/reverse.txt"
+run 0 "post G-code, a cut that turns the tool round" "$K5X" post "$T/reverse.txt" -o "$T/c.nc"
+has "$T/err" "warning: the subdivision could not keep the tool within tolerance on every move: .*the axis by up to 90 degrees \(toolpath line 3"
 # Lengths go the file's way: DemoHead points its tool from the spindle to the tip.
 run 0 "post --tool-length of the wrong sign" "$K5X" post "$p2" --tool-length 150 -o /dev/null
 has "$T/err" "warning: --tool-length 150 puts the tool tip on the spindle's side.*negative$"
