@@ -60,7 +60,7 @@ std::string describe(k5x::Machine& m) {
 py::tuple post(k5x::Machine& m, const py::array& moves, const py::object& start,
                const std::string& choice, const py::object& subdivide, double tolerance,
                double angle_tolerance, const std::string& tool_axis, const std::string& wrap,
-               int mode) {
+               int mode, bool stats) {
   if (moves.ndim() != 2 || moves.shape(1) != 6)
     throw py::value_error("moves: an (N, 6) array of X Y Z I J K expected");
   if (!moves.dtype().is(py::dtype::of<double>()))
@@ -101,6 +101,9 @@ py::tuple post(k5x::Machine& m, const py::array& moves, const py::object& start,
   options.angle_tolerance = angle_tolerance;
   options.mode = mode >= 0 ? mode : m.mode();
   options.mode3r = options.mode;
+  // Asked for the account of the run, an unsubdivided post is measured as the program measures
+  // a G-code program: what the caller would otherwise have to find out row by row.
+  options.measure_deviation = stats;
   if (py::isinstance<py::str>(start)) {
     if (start.cast<std::string>() != "auto") throw py::value_error("start: 'auto' or (A, B, C)");
     options.start_auto = true;
@@ -124,10 +127,11 @@ py::tuple post(k5x::Machine& m, const py::array& moves, const py::object& start,
     }
   } rows;
   rows.pos.reserve(static_cast<std::size_t>(n) * 6);
+  k5x::PlanStats account;
   {
     py::gil_scoped_release release;
     py::ssize_t i = 0;
-    m.post(
+    account = m.post(
         [&](k5x::ProgrammedMove* mv) {
           if (i == n) return false;
           const double* v = data + 6 * i;
@@ -151,7 +155,24 @@ py::tuple post(k5x::Machine& m, const py::array& moves, const py::object& start,
   std::copy(rows.status.begin(), rows.status.end(), status.mutable_data());
   std::copy(rows.source.begin(), rows.source.end(), source.mutable_data());
   for (py::ssize_t i = 0; i < count; ++i) inserted.mutable_data()[i] = rows.inserted[i];
-  return py::make_tuple(positions, status, source, inserted);
+  if (!stats) return py::make_tuple(positions, status, source, inserted);
+  // Rows of moves rather than lines: the caller numbers moves from 0.
+  auto row = [](long line) { return line > 0 ? line - 1 : -1; };
+  py::dict d;
+  d["moves"] = account.moves;
+  d["positions"] = account.positions;
+  d["inserted"] = account.inserted;
+  d["unreachable"] = account.unreachable;
+  d["out_of_travel"] = account.out_of_travel;
+  d["swings"] = account.swings;
+  d["unwinds"] = account.unwinds;
+  d["singular_spread"] = account.singular_spread;
+  d["max_tip_deviation"] = account.max_tip_deviation;
+  d["max_tip_row"] = row(account.max_tip_deviation > 0.0 ? account.max_tip_line : 0);
+  d["max_axis_deviation"] = account.max_axis_deviation;
+  d["max_axis_row"] = row(account.max_axis_deviation > 0.0 ? account.max_axis_line : 0);
+  d["start_found"] = account.start_found;
+  return py::make_tuple(positions, status, source, inserted, d);
 }
 
 }  // namespace
@@ -294,6 +315,7 @@ PYBIND11_MODULE(k5x, mod) {
            py::arg("choice") = "path", py::arg("subdivide") = py::none(),
            py::arg("tolerance") = 0.0, py::arg("angle_tolerance") = 0.5,
            py::arg("tool_axis") = "cam", py::arg("wrap") = "none", py::arg("mode") = -1,
+           py::arg("stats") = false,
            "Posts a whole toolpath as `k5x post` does.\n\n"
            "moves: (N, 6) float64 C-contiguous array of X Y Z I J K (tool axis from the tip to\n"
            "the spindle unless tool_axis='machine'). start: None (from 0, 0, 0), 'auto' or\n"
@@ -301,5 +323,11 @@ PYBIND11_MODULE(k5x, mod) {
            "Returns (positions (M, 6), status (M,), source (M,), inserted (M,)): status is the\n"
            "row's travel code, k5x.UNREACHABLE (positions NaN) or k5x.UNWIND (in travel, but the\n"
            "rotary axes must turn round in the cut: retract there); source the move's row in\n"
-           "moves; inserted rows lead up to their source move. The GIL is released meanwhile.");
+           "moves; inserted rows lead up to their source move. With stats=True a fifth item,\n"
+           "a dict, gives the account `k5x post` prints: moves, positions, inserted, unreachable,\n"
+           "out_of_travel, swings, unwinds, singular_spread, start_found, and the largest\n"
+           "deviation of the tip (mm) and the axis (degrees) between consecutive rows, with\n"
+           "axes moving linearly, and the row of moves it is in (max_tip_deviation,\n"
+           "max_tip_row, max_axis_deviation, max_axis_row; -1 when none). The GIL is released\n"
+           "meanwhile.");
 }

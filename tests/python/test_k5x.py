@@ -2,6 +2,7 @@
 for the same toolpath, and bad input is refused with a clear error."""
 import math
 import os
+import re
 import subprocess
 import tempfile
 import unittest
@@ -25,15 +26,18 @@ def cone(n, k0=1.0, turns=1):
 
 
 class BatchPost(unittest.TestCase):
-    def run_program(self, machine, moves, *options):
+    def run_program(self, machine, moves, *options, summary=False):
         with tempfile.TemporaryDirectory() as d:
             path = os.path.join(d, "path.txt")
             with open(path, "w") as f:
                 for m in moves:
                     f.write(" ".join("%.17g" % v for v in m) + "\n")
-            out = subprocess.run([PROGRAM, "post", "--machine", machine, path, *options],
-                                 check=True, capture_output=True, text=True).stdout
-        return [line.split(",") for line in out.splitlines()[1:]]
+            run = subprocess.run([PROGRAM, "post", "--machine", machine, path, "-o",
+                                  os.path.join(d, "out"), *options],
+                                 check=True, capture_output=True, text=True)
+            with open(os.path.join(d, "out")) as f:
+                out = f.read()
+        return run.stderr if summary else [line.split(",") for line in out.splitlines()[1:]]
 
     def test_rows_are_the_programs(self):
         # The second part mostly out of reach; the third winds round three times, more than the
@@ -60,6 +64,28 @@ class BatchPost(unittest.TestCase):
                         for text, value in zip(row[1:7], p):
                             self.assertEqual(text, ("%.6f" % value).replace("-0.000000", "0.000000"))
         self.assertGreater(unwinds, 0)
+
+    def test_account_is_the_programs(self):
+        # Subdivided, the deviation left; not, the deviation a G-code program is measured with.
+        moves = np.vstack([cone(37), cone(23, -1.0), cone(90, 1.0, 3)])
+        for machine in k5x.embedded_machines():
+            for subdivide, options in (("tolerance", ("--subdivide",)),
+                                       (None, ("--output", "gcode", "--subdivide=none"))):
+                with self.subTest(machine=machine, subdivide=subdivide):
+                    text = self.run_program(machine, moves, *options, summary=True)
+                    m = k5x.Machine.embedded(machine)
+                    _, status, _, inserted, stats = m.post(moves, subdivide=subdivide, stats=True)
+                    self.assertEqual((stats["moves"], stats["positions"], stats["inserted"]),
+                                     (len(moves), len(status), int(inserted.sum())))
+                    self.assertIn("moves read                   %d\n" % stats["moves"], text)
+                    self.assertIn("unreachable moves            %d\n" % stats["unreachable"], text)
+                    found = re.search(r"largest deviation( left)? +([0-9.e+-]+) mm \(tip, line "
+                                      r"(\d+)\)", text)
+                    if found is None:
+                        self.assertLessEqual(stats["max_tip_deviation"], 1e-9)
+                        continue
+                    self.assertEqual(found.group(2), "%.6g" % stats["max_tip_deviation"])
+                    self.assertEqual(int(found.group(3)), stats["max_tip_row"] + 1)
 
     def test_bad_arrays_are_refused(self):
         m = k5x.Machine.embedded("Trunnion")
