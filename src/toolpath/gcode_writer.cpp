@@ -371,6 +371,12 @@ void GcodeWriter::write_event(const AptEvent& e) {
       break;
     case AptEvent::tool_load:
       tool_ = e.tool;
+      // The old tool goes up before the change, wherever it stood, and the new one comes to
+      // its first position as the first tool does: up, rotary axes, over, down.
+      if (have_last_ && opt_.retract && !opt_.tcp) {
+        retract_to_height();
+        have_last_ = false;
+      }
       if (!e.text.empty()) comment(e.text);
       if (tcp_on_) block(dialect_.get("tcp_off"));
       tcp_on_ = false;
@@ -480,11 +486,7 @@ void GcodeWriter::write_position(const PlannedPosition& p) {
       motion_block(p.leave, false, distance3(p.leave, last_axes_), 0.0, feed);
     }
     // Clear of the workpiece before the rotary axes swing round.
-    const std::string_view z = word(2, opt_.retract_z);
-    block(rapid_ + " " + std::string(z));
-    changed(2, z);
-    have_value_[2] = false;
-    last_motion_ = &rapid_;
+    retract_to_height();
     rapid_words(v, 3, 6);
     if (unwind) {
       // Over the place to come back to, down to the clearance above it, and in along the
@@ -621,6 +623,14 @@ double GcodeWriter::distance3(const double a[6], const double b[6]) {
   double d = 0.0;
   for (int k = 0; k < 3; ++k) d += (a[k] - b[k]) * (a[k] - b[k]);
   return std::sqrt(d);
+}
+
+void GcodeWriter::retract_to_height() {
+  const std::string_view z = word(2, opt_.retract_z);
+  block(rapid_ + " " + std::string(z));
+  changed(2, z);
+  have_value_[2] = false;
+  last_motion_ = &rapid_;
 }
 
 void GcodeWriter::rapid_words(const double v[6], int from, int to) {

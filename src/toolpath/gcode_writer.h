@@ -95,6 +95,8 @@ class GcodeWriter : public PositionSink {
   void put_before(std::size_t* start, std::string_view text);
   // A G0 block of the words of axes from..to-1 that changed; none when nothing did.
   void rapid_words(const double v[6], int from, int to);
+  // Straight up to the retract height, at rapid.
+  void retract_to_height();
   // A G0 or G1 block to v with the words that changed, a G1 with its feed: the tip's path of
   // length at feed, the rotary axes turning turn degrees. False when no word changed.
   bool motion_block(const double v[6], bool rapid, double length, double turn, double feed);
