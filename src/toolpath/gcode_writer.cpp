@@ -707,6 +707,8 @@ bool GcodeWriter::motion_block(const double v[6], const std::string& motion,
 void GcodeWriter::end() {
   write_held();
   flush_events(0, true);
+  // The program leaves the tool up, clear of the workpiece, where there is a height to go to.
+  if (have_last_ && opt_.retract && !opt_.tcp && !same_word(2, opt_.retract_z)) retract_to_height();
   if (tcp_on_) block(dialect_.get("tcp_off"));
   // Stopped at the end whatever the toolpath did, but not twice in a row.
   std::string stop;

@@ -198,10 +198,12 @@ for f in "$(dirname "$0")"/../../../shared/toolpaths/*.txt; do
     # From wherever the machine stands: up, the rotary axes, over the point, down.
     grep -m3 -E "^G0 " "$T/i.nc" | sed 's/[-.0-9]*//g' | tr '\n' ' ' | grep -Eq '^G Z G [ABC ]+ G X Y $'
     verdict "$m $f: the first position is not reached from the retract height" $?
-    # And every later tool is changed up there.
+    # And every later tool is changed up there, and the program ends there.
     awk '/M6$/ && seen++ && last != "G0 Z200.0000" { bad = 1 } !/^\(/ { last = $0 } END { exit bad }' \
       "$T/i.nc"
     verdict "$m $f: a tool is changed below the retract height" $?
+    [ "$(grep -E '^(G[0-9]+ )*[XYZABC]-?[0-9]' "$T/i.nc" | tail -1)" = "G0 Z200.0000" ]
+    verdict "$m $f: the program ends below the retract height" $?
     case "$m $f" in
       IndexedTable*Project2*) has "$T/err" "unwinds forced in cuts +6$" ;;
       *) grep -q unwinds "$T/err"; verdict "$m: unwinds on $f" $((1 - $?)) ;;
