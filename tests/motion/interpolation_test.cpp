@@ -7,8 +7,6 @@
 #include <cstdlib>
 #include <string>
 
-#include "geometry/chain.h"
-#include "geometry/transforms.h"
 #include "motion/interpolation.h"
 #include "test_machines.h"
 
@@ -115,43 +113,6 @@ TEST(Substitution, RotaryRunsRebuiltFromTheStart) {
     k5x::interpolation_table(st, p0, r.p1, &n, &table);
     for (int k = 0; k < 3; ++k) EXPECT_NEAR(r.expected[k], out[k], 1e-9) << "value " << k;
     for (int k = 0; k < 3; ++k) EXPECT_NEAR(r.expected[k], table[k], 1e-9) << "row 0, " << k;
-  }
-}
-
-// With full compensation the tip moves on a straight line in workpiece coordinates; with the
-// head only, on a straight line in machine coordinates. Rotary values always blend linearly.
-// DemoHead has no table axes, so rtcp 2 would repeat rtcp 1 there.
-TEST(RtcpBlend, PositionsAndTableRowsFollowTheLine) {
-  const double h0[6] = {10, -20, 30, 0, 15, 40}, h1[6] = {60, 25, -10, 0, -35, 100};
-  const double t0[6] = {10, -20, 250, -10, 0, 40}, t1[6] = {60, 25, 200, -60, 0, 130};
-  const struct { const char* machine; int rtcp; const double *p0, *p1; } rows[] = {
-      {"HeadTable", 1, h0, h1}, {"DemoHead", 1, h0, h1}, {"Trunnion", 1, t0, t1},
-      {"Trunnion", 2, t0, t1}};
-  for (const auto& c : rows) {
-    SCOPED_TRACE(testing::Message() << c.machine << " rtcp " << c.rtcp);
-    k5x::State st;
-    ASSERT_EQ(0, k5x_test::load_text(st, k5x_test::machine_text(c.machine)));
-    k5x::set_rtcp(st, c.rtcp);
-    auto tip = [&](const double m[6], double at[3]) {  // workpiece coordinates under rtcp 1
-      k5x::evaluate_chain(st, m);
-      k5x::tool_tip(st, at);
-      if (c.rtcp == 1) k5x::tip_at(st, m, m + 3, at);
-    };
-    double a[3], b[3], got[3], out[6], *table = nullptr;
-    tip(c.p0, a);
-    tip(c.p1, b);
-    auto expect_on_line = [&](const double row[6], double f) {
-      tip(row, got);
-      for (int k = 0; k < 3; ++k) EXPECT_NEAR(a[k] + (b[k] - a[k]) * f, got[k], 1e-7) << f;
-      for (int k = 3; k < 6; ++k) EXPECT_NEAR(c.p0[k] + (c.p1[k] - c.p0[k]) * f, row[k], 1e-9);
-    };
-    for (double t : {0.0, 0.3, 1.0, 1.4, -0.25}) {
-      k5x::interpolation(st, c.p0, c.p1, t, out);
-      expect_on_line(out, t);
-    }
-    int n = 5;
-    k5x::interpolation_table(st, c.p0, c.p1, &n, &table);
-    for (int i = 0; i < n; ++i) expect_on_line(table + 6 * i, (i + 1) / 5.0);
   }
 }
 
