@@ -260,31 +260,6 @@ TEST_F(Loader, LinkTranslationsOffsetsAndSavedWorkpiece) {
   EXPECT_NEAR(rec("RamZ").offset, 250.0, 1e-9);
 }
 
-// "tool head, table head: rotary list", by record name.
-std::string anchors(const State& st) {
-  const Model& m = st.machine;
-  auto name = [&m](int i) {
-    return i == m.tool ? "<tool>" : i == m.workpiece ? "<piece>" : m.records[i].name;
-  };
-  std::string s = std::string(name(m.tool_head)) + ", " + name(m.table_head) + ":";
-  for (int i = 0; i < m.rotary_count; ++i) s += std::string(" ") + name(m.rotary[i]);
-  return s;
-}
-
-TEST_F(Loader, AxesUnderTheWorkpieceHaveNegatedFactors) {
-  // Linear and rotary axes alternate under the workpiece: rotary ones listed nearest first.
-  ASSERT_EQ(load("bati=Z\naxe=AXE_Z,Z,RamZ\nrotation=AXE_B,Y,0,1,0,0,100,HeadB\noutil=Z\n"
-                 "lien=AXE_BATI\naxe=AXE_Y,Y,SlideY\nrotation=AXE_A,X,0,1,0,0,0,CradleA\n"
-                 "axe=AXE_X,X,SlideX\nrotation=AXE_C,Z,0,1,0,0,0,TableC\npiece=X,Y\n"),
-            0);
-  EXPECT_EQ(anchors(st_), "HeadB, TableC: TableC CradleA HeadB");
-  const double deg = 0.017453292519943295;
-  const std::pair<const char*, double> factors[] = {{"TableC", -deg}, {"SlideX", -1.0},
-                                                    {"CradleA", -deg}, {"SlideY", -1.0},
-                                                    {"RamZ", 1.0},     {"HeadB", deg}};
-  for (const auto& f : factors) EXPECT_EQ(rec(f.first).factor, f.second) << f.first;
-}
-
 TEST_F(Loader, ALoadResetsTheMachineButNotEpsilon) {
   ASSERT_EQ(load(machine_text("DemoHead")), 0);
   st_.eps = 1e-9;
