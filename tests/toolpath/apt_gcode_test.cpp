@@ -190,40 +190,6 @@ std::string post_to_gcode(k5x::State& st, const std::vector<k5x::ProgrammedMove>
   return program;
 }
 
-// Three feed moves of 10, 20 and 0 (a turn in place) at 100 per minute: inverse time asks 1/0.1,
-// 1/0.2, and for the turn the time of 10 turns a minute.
-TEST(GcodeWriter, InverseTimeFeedsAndModalWords) {
-  k5x::State st;
-  ASSERT_EQ(k5x_test::load_text(st, k5x_test::machine_text("HeadTable")), 0);
-  st.silent = 1;
-  std::vector<k5x::ProgrammedMove> moves(4);
-  const double points[4][3] = {{0, 0, 0}, {10, 0, 0}, {10, 20, 0}, {10, 20, 0}};
-  for (int i = 0; i < 4; ++i) {
-    std::memcpy(moves[i].point, points[i], sizeof points[i]);
-    moves[i].axis[0] = i == 3 ? std::sin(0.5) : 0.0;
-    moves[i].axis[2] = i == 3 ? std::cos(0.5) : 1.0;
-    moves[i].index = i;
-    moves[i].line = i + 1;
-    moves[i].feed = 100.0;
-    moves[i].rapid = i == 0;
-  }
-  k5x::PlanOptions options;
-  options.choice = k5x::Choice::nearest;
-  k5x::GcodeOptions g;
-  const std::string program = post_to_gcode(st, moves, options, g);
-  const std::vector<Block> blocks = read_gcode(program);
-  ASSERT_EQ(blocks.size(), 4u) << program;
-  EXPECT_TRUE(blocks[0].rapid);
-  EXPECT_NEAR(blocks[1].f, 10.0, 1e-3);
-  EXPECT_NEAR(blocks[2].f, 5.0, 1e-3);
-  const double turn = std::fabs(blocks[3].axes[4] - blocks[2].axes[4]);
-  EXPECT_NEAR(blocks[3].f, 3600.0 / turn, 1e-2 * 3600.0 / turn);
-  EXPECT_NE(program.find("G93 G1 X"), std::string::npos) << program;
-  // Only what changed: the second feed block moves Y alone (and carries its F).
-  EXPECT_NE(program.find("\nY20.0000 F5.000\n"), std::string::npos) << program;
-  EXPECT_EQ(program.find("B0.000 C0.000", program.find("G93")), std::string::npos) << program;
-}
-
 // A tool winding three times round a cone turns the indexed table beyond its 720 degrees: at the
 // unwind the program backs the tool out along its axis, retracts, turns, and comes back in
 // along the axis at the new angles.
