@@ -364,16 +364,13 @@ TEST(GcodeWriter, CircularMovesAreArcsThatKeepTheToolOnTheirChords) {
   EXPECT_LE(planes.size(), 20u);
 }
 
-// The dialect files shipped for users to start from are the ones compiled in.
+// The dialect files shipped for users to start from are the ones compiled in (each G-code run
+// parses the one it is given).
 TEST(Dialects, ShippedFilesAreTheCompiledOnes) {
-  for (const char* name : {"iso", "rs274ngc"}) {
+  for (const char* name : {"iso", "rs274ngc"})
     EXPECT_EQ(slurp(std::string("share/dialects/") + name + ".dialect"),
               std::string(k5x::shipped_dialect(name)))
         << name;
-    k5x::Dialect d;
-    std::string error;
-    EXPECT_TRUE(k5x::parse_dialect(k5x::shipped_dialect(name), &d, &error)) << error;
-  }
   k5x::Dialect d;
   std::string error;
   EXPECT_FALSE(k5x::parse_dialect("axes = X Y Z A B\n", &d, &error));
