@@ -413,7 +413,6 @@ printf 'program_end = M2\ncomment_open ;\n' >"$T/bad.dialect"
 run 2 "post bad dialect" "$K5X" post "$T/bad.apt" --skip-bad --output gcode --dialect "$T/bad.dialect"
 has "$T/err" "^$T/bad.dialect:2: expected 'key = value'$"
 posted Trunnion "$T/cone_Trunnion.txt" "--tool-length 40" --tool-length 40
-posted Trunnion "$T/cone_Trunnion.txt" "" --start auto
 # Turning 3 degrees per move, C follows smoothly; through the vertical the machine must flip.
 cone "$T/smooth.txt" 30 240 1 50
 posted DemoHead "$T/smooth.txt" "--max-jump 3.5"
